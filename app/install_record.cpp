@@ -1,0 +1,54 @@
+#include "app/install_record.h"
+
+#include <windows.h>
+
+#include "common/files.h"
+#include "common/names.h"
+#include "common/paths.h"
+#include "log/run_log.h"
+
+namespace {
+constexpr char InstallKey[] = "Software\\QuarnfellOstvale";
+constexpr char InstallValue[] = "InstallPath";
+
+bool FileInFolderExists(const std::string& folder, const char* name) {
+    return PathExists(JoinPath(folder, name));
+}
+}  // namespace
+
+std::string ReadInstallPath() {
+    char buffer[MAX_PATH] = {};
+    DWORD size = sizeof buffer;
+    // RRF_RT_REG_SZ makes the platform refuse any other value type; too long a text fails too.
+    if (RegGetValueA(HKEY_CURRENT_USER, InstallKey, InstallValue, RRF_RT_REG_SZ, nullptr, buffer,
+                     &size) != ERROR_SUCCESS) {
+        return {};
+    }
+    return buffer;
+}
+
+void SaveInstallPath(const std::string& installFolder) {
+    RegSetKeyValueA(HKEY_CURRENT_USER, InstallKey, InstallValue, REG_SZ, installFolder.c_str(),
+                    static_cast<DWORD>(installFolder.size() + 1));
+}
+
+bool IsFolderInstalled(const std::string& installFolder) {
+    const bool marker = FileInFolderExists(installFolder, MarkerFileName);
+    const bool game = FileInFolderExists(installFolder, GameExeName);
+    const bool launcher = FileInFolderExists(installFolder, LauncherExeName);
+    return marker && game && launcher;
+}
+
+bool HasGameExecutables(const std::string& installFolder) {
+    return FileInFolderExists(installFolder, GameExeName) &&
+           FileInFolderExists(installFolder, LauncherExeName);
+}
+
+void WriteInstallMarker(const std::string& installFolder) {
+    const unsigned long error = WriteNewFile(JoinPath(installFolder, MarkerFileName), "ok\r\n");
+    if (error != 0) {
+        LogLine("install.ok: write FAILED, GetLastError=" + std::to_string(error));
+        return;
+    }
+    LogLine("install.ok written -> folder marked as installed");
+}

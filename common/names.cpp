@@ -1,0 +1,3 @@
+#include "common/names.h"
+
+const char DownloadServerHost[] = QO_SERVER_HOST;

@@ -1,0 +1,15 @@
+#pragma once
+#include <string>
+
+// Folder, one backslash, name. No backslash is added after an empty folder, a bare drive
+// ("C:") or a folder that already ends in a separator; nothing else is normalised.
+std::string JoinPath(const std::string& folder, const std::string& name);
+
+// Whether a file or folder exists at path. A missing path, a missing parent folder and a
+// name that cannot exist count as absent. Any other failure of the query also reads as
+// absent; queryError then receives its Windows error code (0 otherwise).
+bool PathExists(const std::string& path, unsigned long* queryError = nullptr);
+
+// Creates folder and every missing folder above it. Errors are not reported: callers only
+// care whether the folder exists afterwards, and an existing folder is fine.
+void CreateFolderTree(const std::string& folder);
