@@ -50,6 +50,17 @@ struct KernelHandleTraits {
 };
 using UniqueKernelHandle = UniqueHandle<KernelHandleTraits>;
 
+// Memory the shell hands out for the caller to free with CoTaskMemFree: display names and
+// item lists.
+template <typename Pointer>
+struct CoTaskMemTraits {
+    using Handle = Pointer;
+    static Handle None() { return nullptr; }
+    static void Close(Handle memory) { CoTaskMemFree(memory); }
+};
+template <typename Pointer>
+using UniqueCoTaskMem = UniqueHandle<CoTaskMemTraits<Pointer>>;
+
 // A COM interface pointer that is released on every way out.
 template <typename Interface>
 class ComPtr {
