@@ -47,7 +47,10 @@ def archive_problems(archive_path):
         for program in REQUIRED_PROGRAMS:
             if program.lower() not in top_level:
                 problems.append(f'{program} is missing from the top level')
-        broken = archive.testzip()
+        try:
+            broken = archive.testzip()
+        except (zipfile.BadZipFile, OSError) as error:
+            broken = str(error)
         if broken is not None:
             problems.append(f'damaged entry: {broken}')
     return problems
