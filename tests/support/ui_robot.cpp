@@ -1,5 +1,7 @@
 #include "tests/support/ui_robot.h"
 
+#include <shlobj.h>
+
 #include <cstdlib>
 #include <cstring>
 
@@ -126,6 +128,38 @@ std::string WindowText(HWND window) {
 }
 
 bool IsDialogWindow(HWND window) { return WindowClassName(window) == "#32770"; }
+
+HWND WaitForDialog(DWORD processId, DWORD timeoutMs, HWND skip) {
+    const ULONGLONG deadline = GetTickCount64() + timeoutMs;
+    for (;;) {
+        for (HWND window : VisibleTopLevelWindows(processId)) {
+            if (window != skip && IsDialogWindow(window)) return window;
+        }
+        if (GetTickCount64() >= deadline) return nullptr;
+        Sleep(50);
+    }
+}
+
+std::vector<std::string> VisibleChildTexts(HWND dialog, const std::string& className) {
+    std::vector<std::string> texts;
+    for (HWND child : Children(dialog)) {
+        if (IsWindowVisible(child) && WindowClassName(child) == className) texts.push_back(WindowText(child));
+    }
+    return texts;
+}
+
+bool TypeIntoNameBox(HWND dialog, const std::string& text) {
+    for (HWND child : Children(dialog)) {
+        if (IsWindowVisible(child) && WindowClassName(child) == "Edit") {
+            return SendMessageA(child, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(text.c_str())) != FALSE;
+        }
+    }
+    return false;
+}
+
+void SelectBrowseFolder(HWND dialog, const std::string& path) {
+    SendMessageA(dialog, BFFM_SETSELECTIONA, TRUE, reinterpret_cast<LPARAM>(path.c_str()));
+}
 
 MessageBoxInfo ReadMessageBox(HWND dialog) {
     MessageBoxInfo info;

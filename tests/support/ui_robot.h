@@ -22,6 +22,19 @@ std::string WindowClassName(HWND window);
 // Text of any window, also one of another process.
 std::string WindowText(HWND window);
 
+// A visible dialog of the process other than `skip`, waiting up to timeoutMs for one to show.
+HWND WaitForDialog(DWORD processId, DWORD timeoutMs, HWND skip = nullptr);
+
+// Texts of the dialog's visible children of one class, in z-order.
+std::vector<std::string> VisibleChildTexts(HWND dialog, const std::string& className);
+
+// Types into a folder dialog's name box (its visible Edit), as a user typing a name or path.
+bool TypeIntoNameBox(HWND dialog, const std::string& text);
+
+// Selects a folder in a browse dialog (SHBrowseForFolder). The path goes by pointer, so the
+// dialog must belong to the calling process.
+void SelectBrowseFolder(HWND dialog, const std::string& path);
+
 // True for the standard dialog class that message boxes and folder dialogs use.
 bool IsDialogWindow(HWND window);
 
