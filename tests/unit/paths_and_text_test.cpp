@@ -59,3 +59,20 @@ TEST(PathExists, TellsPresentFromAbsentWithoutErrors) {
         EXPECT_EQ(error, 0u) << absent;
     }
 }
+
+TEST(ParentFolder, DropsTheLastElementButNeverTheRoot) {
+    const struct {
+        const char* path;
+        const char* parent;
+    } cases[] = {
+        {"C:\\Games\\Setup.exe", "C:\\Games"},
+        {"C:\\Setup.exe", "C:\\"},
+        {"C:\\Games\\\\Setup.exe", "C:\\Games"},
+        {"C:/Games/Setup.exe", "C:/Games"},
+        {"\\\\server\\share\\Setup.exe", "\\\\server\\share"},
+        {"\\Setup.exe", "\\"},
+        {"Setup.exe", ""},
+        {"", ""},
+    };
+    for (const auto& c : cases) EXPECT_EQ(ParentFolder(c.path), c.parent) << c.path;
+}
