@@ -81,6 +81,17 @@ std::vector<std::string> LogMessages(const std::string& logPath) {
     return messages;
 }
 
+ScopedEnvironmentVariable::ScopedEnvironmentVariable(const char* name, const char* value) : name_(name) {
+    char saved[32768];
+    const DWORD length = GetEnvironmentVariableA(name, saved, sizeof saved);
+    if (length > 0 && length < sizeof saved) saved_ = saved;
+    SetEnvironmentVariableA(name, value);
+}
+
+ScopedEnvironmentVariable::~ScopedEnvironmentVariable() {
+    SetEnvironmentVariableA(name_, saved_ ? saved_->c_str() : nullptr);
+}
+
 void SetRegisteredInstallPath(const std::string& folder) {
     ASSERT_EQ(RegSetKeyValueA(HKEY_CURRENT_USER, InstallKey, "InstallPath", REG_SZ, folder.c_str(),
                               static_cast<DWORD>(folder.size() + 1)),

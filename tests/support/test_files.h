@@ -18,6 +18,20 @@ std::string BuiltProgram(const std::string& fileName);
 // The messages of a run log, timestamps removed; every line is checked for the log's format.
 std::vector<std::string> LogMessages(const std::string& logPath);
 
+// Sets an environment variable of the test process (and so of the programs it starts) for
+// its lifetime; a null value removes the variable.
+class ScopedEnvironmentVariable {
+public:
+    ScopedEnvironmentVariable(const char* name, const char* value);
+    ~ScopedEnvironmentVariable();
+    ScopedEnvironmentVariable(const ScopedEnvironmentVariable&) = delete;
+    ScopedEnvironmentVariable& operator=(const ScopedEnvironmentVariable&) = delete;
+
+private:
+    const char* name_;
+    std::optional<std::string> saved_;
+};
+
 // The installer's registration of its install folder (HKCU).
 void SetRegisteredInstallPath(const std::string& folder);
 void RemoveInstallRegistration();

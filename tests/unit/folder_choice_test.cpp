@@ -18,21 +18,6 @@
 namespace {
 constexpr char Title[] = "Choose where to install Quarnfell Ostvale";
 
-class ScopedEnvironment {
-public:
-    ScopedEnvironment(const char* name, const char* value) : name_(name) {
-        char saved[32768];
-        const DWORD length = GetEnvironmentVariableA(name, saved, sizeof saved);
-        if (length > 0 && length < sizeof saved) saved_ = saved;
-        SetEnvironmentVariableA(name, value);
-    }
-    ~ScopedEnvironment() { SetEnvironmentVariableA(name_, saved_ ? saved_->c_str() : nullptr); }
-
-private:
-    const char* name_;
-    std::optional<std::string> saved_;
-};
-
 // The folder dialogs are modal on the thread under test, so a second thread drives them: the
 // first dialog gets `act`; any further one is recorded and closed, so that an unexpected
 // dialog fails the test instead of hanging it.
@@ -85,7 +70,7 @@ protected:
     void TearDown() override { CoUninitialize(); }
 
     std::string root_, profile_, defaultFolder_;
-    std::optional<ScopedEnvironment> environment_;
+    std::optional<ScopedEnvironmentVariable> environment_;
 };
 
 // Takes the folder picker's class registration out of the prefix, as on a system whose shell
@@ -127,7 +112,7 @@ TEST(DefaultInstallFolder, UsesTheProfileOrElseTheProgramFolder) {
         {nullptr, besideProgram},
     };
     for (const auto& c : cases) {
-        ScopedEnvironment profile("USERPROFILE", c.profile);
+        ScopedEnvironmentVariable profile("USERPROFILE", c.profile);
         EXPECT_EQ(DefaultInstallFolder(), c.expected) << (c.profile ? c.profile : "(not set)");
     }
 }
@@ -178,7 +163,7 @@ TEST_F(FolderChoice, CancellingThePickerKeepsTheDefaultFolderAndShowsNothingElse
 }
 
 TEST_F(FolderChoice, PickerStillOpensWhenTheDefaultFolderCannotBeMade) {
-    ScopedEnvironment profile("USERPROFILE", "Q:\\ann");  // no such drive
+    ScopedEnvironmentVariable profile("USERPROFILE", "Q:\\ann");  // no such drive
     DialogDriver driver([](HWND dialog) { PressDialogButton(dialog, IDCANCEL); });
     std::string chosen;
     EXPECT_EQ(ChooseInstallFolder(chosen), FolderChoiceResult::NotChosen);
