@@ -1,4 +1,4 @@
-// The demo's stand-in for the game itself: a real Windows program with the expected name,
+// Stands in for the game itself in the demo: a real Windows program with the expected name,
 // so the installer has both programs to find after unpacking.
 #include <windows.h>
 
