@@ -21,32 +21,34 @@ inline uint32_t LoadBigEndian32(const unsigned char* p) {
 }
 
 // One round, written for fixed variable names so that the eight working variables rotate by
-// renaming instead of by moves.
+// renaming instead of by moves. Maj(a,b,c) is b ^ ((a ^ b) & (b ^ c)).
 #define SHA256_ROUND(a, b, c, d, e, f, g, h, i)                                                  \
     do {                                                                                         \
         const uint32_t t1 = h + (Rotr(e, 6) ^ Rotr(e, 11) ^ Rotr(e, 25)) + (g ^ (e & (f ^ g))) + \
-                            Sha256RoundConstants[i] + w[(i) & 15];                                     \
-        const uint32_t t2 = (Rotr(a, 2) ^ Rotr(a, 13) ^ Rotr(a, 22)) + ((a & b) | (c & (a | b))); \
+                            Sha256RoundConstants[i] + w[(i) & 15];                               \
+        const uint32_t t2 = (Rotr(a, 2) ^ Rotr(a, 13) ^ Rotr(a, 22)) + (b ^ ((a ^ b) & (b ^ c))); \
         d += t1;                                                                                 \
         h = t1 + t2;                                                                             \
     } while (0)
 
-#define SHA256_EXPAND(i)                                                                         \
+// Rounds from 16 on first extend the message schedule, kept as a ring of 16 words.
+#define SHA256_EXPANDED_ROUND(a, b, c, d, e, f, g, h, i)                                         \
     do {                                                                                         \
         const uint32_t w15 = w[((i) - 15) & 15], w2 = w[((i) - 2) & 15];                         \
         w[(i) & 15] += (Rotr(w15, 7) ^ Rotr(w15, 18) ^ (w15 >> 3)) + w[((i) - 7) & 15] +         \
                        (Rotr(w2, 17) ^ Rotr(w2, 19) ^ (w2 >> 10));                               \
+        SHA256_ROUND(a, b, c, d, e, f, g, h, i);                                                 \
     } while (0)
 
-#define SHA256_EIGHT_ROUNDS(i)                  \
-    SHA256_ROUND(a, b, c, d, e, f, g, h, i);     \
-    SHA256_ROUND(h, a, b, c, d, e, f, g, i + 1); \
-    SHA256_ROUND(g, h, a, b, c, d, e, f, i + 2); \
-    SHA256_ROUND(f, g, h, a, b, c, d, e, i + 3); \
-    SHA256_ROUND(e, f, g, h, a, b, c, d, i + 4); \
-    SHA256_ROUND(d, e, f, g, h, a, b, c, i + 5); \
-    SHA256_ROUND(c, d, e, f, g, h, a, b, i + 6); \
-    SHA256_ROUND(b, c, d, e, f, g, h, a, i + 7)
+#define SHA256_EIGHT_ROUNDS(round, i)  \
+    round(a, b, c, d, e, f, g, h, i);     \
+    round(h, a, b, c, d, e, f, g, i + 1); \
+    round(g, h, a, b, c, d, e, f, i + 2); \
+    round(f, g, h, a, b, c, d, e, i + 3); \
+    round(e, f, g, h, a, b, c, d, i + 4); \
+    round(d, e, f, g, h, a, b, c, i + 5); \
+    round(c, d, e, f, g, h, a, b, i + 6); \
+    round(b, c, d, e, f, g, h, a, i + 7)
 
 }  // namespace
 
@@ -56,11 +58,12 @@ void Sha256BlocksPortable(uint32_t state[8], const unsigned char* blocks, size_t
         for (int i = 0; i < 16; ++i) w[i] = LoadBigEndian32(blocks + 4 * i);
         uint32_t a = state[0], b = state[1], c = state[2], d = state[3];
         uint32_t e = state[4], f = state[5], g = state[6], h = state[7];
-        SHA256_EIGHT_ROUNDS(0);
-        SHA256_EIGHT_ROUNDS(8);
+        SHA256_EIGHT_ROUNDS(SHA256_ROUND, 0);
+        SHA256_EIGHT_ROUNDS(SHA256_ROUND, 8);
+        // Fully unrolled, every index into w is a constant and w stays in registers.
+#pragma GCC unroll 6
         for (int i = 16; i < 64; i += 8) {
-            for (int j = i; j < i + 8; ++j) SHA256_EXPAND(j);
-            SHA256_EIGHT_ROUNDS(i);
+            SHA256_EIGHT_ROUNDS(SHA256_EXPANDED_ROUND, i);
         }
         state[0] += a, state[1] += b, state[2] += c, state[3] += d;
         state[4] += e, state[5] += f, state[6] += g, state[7] += h;
