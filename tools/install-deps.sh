@@ -6,7 +6,7 @@ packages=(
     cmake ninja-build python3 g++-mingw-w64-x86-64-posix   # the cross build
     wine wine64 xvfb xauth imagemagick                      # the Windows test bed and screenshots
     googletest                                              # test framework, built from source
-    libz-mingw-w64-dev                                      # inflate for the stand-in tar.exe
+    libz-mingw-w64-dev libarchive-tools zip                 # the stand-in tar.exe and bsdtar to check it
     nginx-light                                             # a real download server on loopback
 )
 missing=()
