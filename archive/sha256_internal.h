@@ -23,7 +23,7 @@ using Sha256Digest = std::array<unsigned char, 32>;
 
 class Sha256Hasher {
 public:
-    explicit Sha256Hasher(Sha256BlockFunction compress = FastestSha256Blocks());
+    explicit Sha256Hasher(Sha256BlockFunction compress);
     void Update(const unsigned char* begin, const unsigned char* end);
     // Pads the message and returns the digest; Update must not follow.
     Sha256Digest Finish();
