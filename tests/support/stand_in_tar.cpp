@@ -117,7 +117,9 @@ EntryResult Unpack(Archive& archive, uint16_t method, bool sizeKnown, uint32_t p
         if (status == Z_BUF_ERROR && stream.avail_out > 0) break;  // input ran out
         if (status == Z_BUF_ERROR) status = Z_OK;
     }
-    archive.position += limit - stream.avail_in;
+    // With the size known, the next entry starts behind the packed data, however much of it
+    // the deflate stream used.
+    archive.position += sizeKnown ? limit : limit - stream.avail_in;
     inflateEnd(&stream);
     if (status == Z_STREAM_END) return EntryResult::Ok;
     Complain(name, "ZIP decompression failed (" + std::to_string(status) + ")");
@@ -188,6 +190,10 @@ EntryResult ExtractEntry(Archive& archive, bool& warnedAbsolute) {
         archive.Read(8);  // sizes
     }
     if (refused) return EntryResult::Failed;
+    if (out.is_open() && !out.flush()) {
+        Complain(originalName, "Write failed");
+        return EntryResult::Failed;
+    }
     if (crc != expectedCrc) {
         char message[64];
         std::snprintf(message, sizeof message, "ZIP bad CRC: 0x%lx should be 0x%lx",
