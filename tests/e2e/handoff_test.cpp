@@ -1,0 +1,156 @@
+// A player starts the installer again: the registered folder decides what happens.
+#include <winsock2.h>
+#include <ws2tcpip.h>
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include "common/names.h"
+#include "common/paths.h"
+#include "tests/e2e/harness.h"
+#include "tests/support/test_files.h"
+
+namespace {
+constexpr char ErrorCaption[] = "Quarnfell Ostvale Launcher";
+
+// Listens where the download server would be and tells whether anyone knocked.
+class ServerPortWatch {
+public:
+    ServerPortWatch() {
+        WSADATA data;
+        WSAStartup(MAKEWORD(2, 2), &data);
+        socket_ = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(DownloadServerPort);
+        inet_pton(AF_INET, DownloadServerHost, &address.sin_addr);
+        const BOOL reuse = TRUE;
+        setsockopt(socket_, SOL_SOCKET, SO_REUSEADDR, reinterpret_cast<const char*>(&reuse), sizeof reuse);
+        EXPECT_EQ(bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0) << WSAGetLastError();
+        EXPECT_EQ(listen(socket_, 4), 0);
+    }
+    ~ServerPortWatch() {
+        closesocket(socket_);
+        WSACleanup();
+    }
+    bool Contacted() const {
+        fd_set pending;
+        FD_ZERO(&pending);
+        FD_SET(socket_, &pending);
+        timeval now{0, 0};
+        return select(0, &pending, nullptr, nullptr, &now) > 0;
+    }
+
+private:
+    SOCKET socket_ = INVALID_SOCKET;
+};
+
+std::string LogOf(const std::string& folder) { return JoinPath(folder, LogFileName); }
+}  // namespace
+
+TEST(HandOff, InstalledFolderOnlyStartsTheLauncher) {
+    // The folder name holds "ä" of code page 1252: it must survive registry, log and hand-off.
+    const std::string folder = FreshTestFolder("e2e-handoff\\Spiel \xe4");
+    MakeInstalledFolder(folder);
+    SetRegisteredInstallPath(folder);
+    ServerPortWatch server;
+
+    const InstallerRun run = RunInstaller();
+
+    ASSERT_FALSE(run.timedOut);
+    EXPECT_EQ(run.exitCode, 0u);
+    EXPECT_TRUE(run.windows.empty()) << "the hand-off shows nothing";
+    EXPECT_EQ(LogMessages(LogOf(folder)), (std::vector<std::string>{
+                                              "==== launcher run start ====",
+                                              "install path: " + folder,
+                                              "path taken: already installed -> hand off to resident launcher",
+                                              "resident launcher started",
+                                              "==== launcher run end (handoff) ====",
+                                          }));
+    const auto starts = LauncherStarts(folder, 1);
+    ASSERT_EQ(starts.size(), 1u);
+    EXPECT_EQ(starts[0].first, "\"" + JoinPath(folder, LauncherExeName) + "\"");
+    EXPECT_EQ(starts[0].second, folder);
+    EXPECT_FALSE(server.Contacted());
+    EXPECT_EQ(RegisteredInstallPath(), folder) << "the registration is left as it was";
+}
+
+TEST(HandOff, LauncherThatCannotStartIsReportedAndEndsWell) {
+    const std::string folder = FreshTestFolder("e2e-bad-launcher");
+    MakeInstalledFolder(folder);
+    WriteFileBytes(JoinPath(folder, LauncherExeName), "this is no program");
+    SetRegisteredInstallPath(folder);
+
+    const InstallerRun run = RunInstaller();
+
+    ASSERT_FALSE(run.timedOut);
+    EXPECT_EQ(run.exitCode, 0u);
+    const auto boxes = run.MessageBoxes();
+    ASSERT_EQ(boxes.size(), 1u);
+    EXPECT_EQ(boxes[0].caption, ErrorCaption);
+    EXPECT_EQ(boxes[0].text, "Could not start the Quarnfell Ostvale Launcher.\n"
+                             "Open Launcher_x64_win.exe from your install folder.");
+    EXPECT_EQ(boxes[0].icon, BoxIcon::Error) << BoxIconName(boxes[0].icon);
+    EXPECT_EQ(boxes[0].buttons, std::vector<std::string>{"OK"});
+
+    const auto lines = LogMessages(LogOf(folder));
+    ASSERT_EQ(lines.size(), 5u);
+    EXPECT_EQ(lines[2], "path taken: already installed -> hand off to resident launcher");
+    EXPECT_EQ(lines[3].rfind("CreateProcessA(launcher) FAILED, GetLastError=", 0), 0u) << lines[3];
+    EXPECT_EQ(lines[4], "==== launcher run end (handoff) ====");
+}
+
+TEST(HandOff, UnfinishedFolderTakesTheFreshInstallPath) {
+    // Both programs but no marker: an install that never finished.
+    const std::string folder = FreshTestFolder("e2e-unfinished");
+    MakeInstalledFolder(folder);
+    DeleteFileA(JoinPath(folder, MarkerFileName).c_str());
+    SetRegisteredInstallPath(folder);
+
+    // Nothing listens on the server's port, so the version check fails.
+    const InstallerRun run = RunInstaller();
+
+    ASSERT_FALSE(run.timedOut);
+    EXPECT_EQ(run.exitCode, 1u);
+    const auto boxes = run.MessageBoxes();
+    ASSERT_EQ(boxes.size(), 1u) << "no folder dialog: the registered folder is used";
+    EXPECT_EQ(boxes[0].caption, ErrorCaption);
+    EXPECT_EQ(boxes[0].text, "Could not reach the download server.\n"
+                             "Check your internet connection and run the installer again.");
+    EXPECT_EQ(boxes[0].icon, BoxIcon::Error) << BoxIconName(boxes[0].icon);
+
+    const auto lines = LogMessages(LogOf(folder));
+    ASSERT_GE(lines.size(), 4u);
+    EXPECT_EQ(lines[1], "install path: " + folder);
+    EXPECT_EQ(lines[2], std::string("version check: GET http://") + DownloadServerHost + ":8080/version.txt");
+    EXPECT_EQ(lines.back(), "version check: FAILED to fetch version.txt (fresh install needs it)");
+    EXPECT_TRUE(LauncherStarts(folder, 0).empty());
+    EXPECT_FALSE(PathExists(JoinPath(folder, MarkerFileName)));
+}
+
+TEST(HandOff, VanishedOrUnusableRegistrationAsksForAFolderAgain) {
+    const std::string gone = "C:\\qo-tests\\e2e-vanished";
+    RemoveTree(gone);
+    // The second text names a folder that cannot exist in this code page: it reads back as "??".
+    for (const std::wstring& registered : {std::wstring(gone.begin(), gone.end()), std::wstring(L"C:\\qo-tests\\\u65e5\u672c")}) {
+        RegSetKeyValueW(HKEY_CURRENT_USER, L"Software\\QuarnfellOstvale", L"InstallPath", REG_SZ, registered.c_str(),
+                        static_cast<DWORD>((registered.size() + 1) * sizeof(wchar_t)));
+
+        // The user turns the folder question down.
+        const InstallerRun run = RunInstaller([](HWND dialog, const SeenWindow&) {
+            return PressDialogButton(dialog, IDCANCEL);
+        });
+
+        ASSERT_FALSE(run.timedOut);
+        EXPECT_EQ(run.exitCode, 0u);
+        for (const SeenWindow& window : run.windows) {
+            EXPECT_NE(window.caption, ErrorCaption) << "no error box: " << window.box.text;
+        }
+        EXPECT_FALSE(PathExists(gone)) << "nothing is created for a folder that is gone";
+        wchar_t value[300] = {};
+        DWORD size = sizeof value;
+        RegGetValueW(HKEY_CURRENT_USER, L"Software\\QuarnfellOstvale", L"InstallPath", RRF_RT_REG_SZ, nullptr, value, &size);
+        EXPECT_EQ(std::wstring(value), registered) << "the registration is only replaced by a new choice";
+    }
+    RemoveInstallRegistration();
+}

@@ -1,0 +1,63 @@
+#!/bin/bash
+# Starts or stops the Windows test bed of one build folder: a private Wine prefix, a virtual
+# X display and a wineserver kept warm between test programs.
+#   prefix.sh start WINE_DIR [STAND_IN_TAR]    prefix.sh stop WINE_DIR
+set -euo pipefail
+action=$1
+wine_dir=$2
+source "$(dirname "$0")/env.sh" "$wine_dir"
+
+start_display() {
+    if [ -f "$wine_dir/xvfb.pid" ] && kill -0 "$(cat "$wine_dir/xvfb.pid")" 2>/dev/null; then
+        return
+    fi
+    rm -f "$wine_dir/display"
+    # -displayfd picks a free display and writes its number once the server accepts clients.
+    setsid Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp \
+        3>"$wine_dir/display.new" </dev/null >"$wine_dir/xvfb.log" 2>&1 &
+    echo $! >"$wine_dir/xvfb.pid"
+    for _ in $(seq 100); do
+        [ -s "$wine_dir/display.new" ] && break
+        sleep 0.1
+    done
+    [ -s "$wine_dir/display.new" ] || { echo "Xvfb did not start" >&2; cat "$wine_dir/xvfb.log" >&2; exit 1; }
+    mv "$wine_dir/display.new" "$wine_dir/display"
+}
+
+create_prefix() {
+    [ -f "$WINEPREFIX/.test-bed-ready" ] && return
+    rm -rf "$WINEPREFIX"
+    "$WINE" wineboot -i >"$wine_dir/wineboot.log" 2>&1
+    "$WINESERVER" -w
+    # wineboot links the profile's shell folders to $HOME; tests must write inside the prefix.
+    for link in "$WINEPREFIX"/drive_c/users/*/{Desktop,Documents,Downloads,Music,Pictures,Videos,Templates}; do
+        if [ -L "$link" ]; then rm "$link"; mkdir "$link"; fi
+    done
+    # A crashing test program must fail its test, not wait in winedbg for a click.
+    "$WINE" reg add 'HKCU\Software\Wine\WineDbg' /v ShowCrashDialog /t REG_DWORD /d 0 /f >/dev/null 2>&1
+    touch "$WINEPREFIX/.test-bed-ready"
+}
+
+case $action in
+start)
+    mkdir -p "$wine_dir"
+    start_display
+    export DISPLAY=":$(cat "$wine_dir/display")"
+    create_prefix
+    if [ -n "${3:-}" ]; then cp "$3" "$WINEPREFIX/drive_c/windows/system32/tar.exe"; fi
+    setsid "$WINESERVER" -p </dev/null >/dev/null 2>&1 || true
+    # The first Windows program starts the prefix's background services, which keep its
+    # output streams open for as long as they run. Start them here, on no streams at all, so
+    # that they never hold a test's output open after the test has ended.
+    "$WINE" wineboot </dev/null >/dev/null 2>&1
+    echo "test bed ready: WINEPREFIX=$WINEPREFIX DISPLAY=$DISPLAY"
+    ;;
+stop)
+    "$WINESERVER" -k 2>/dev/null || true
+    if [ -f "$wine_dir/xvfb.pid" ]; then kill "$(cat "$wine_dir/xvfb.pid")" 2>/dev/null || true; rm -f "$wine_dir/xvfb.pid"; fi
+    ;;
+*)
+    echo "usage: prefix.sh start|stop WINE_DIR [STAND_IN_TAR]" >&2
+    exit 2
+    ;;
+esac

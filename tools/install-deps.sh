@@ -1,0 +1,20 @@
+#!/bin/bash
+# Installs the Debian packages that building, testing and the demo need (Debian 12, as root).
+# Quiet and quick when everything is there already.
+set -euo pipefail
+packages=(
+    cmake ninja-build python3 g++-mingw-w64-x86-64-posix   # the cross build
+    wine wine64 xvfb xauth imagemagick                      # the Windows test bed and screenshots
+    googletest                                              # test framework, built from source
+    nginx-light                                             # a real download server on loopback
+)
+missing=()
+for package in "${packages[@]}"; do
+    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+    echo "Installing: ${missing[*]}"
+    export DEBIAN_FRONTEND=noninteractive
+    apt-get update -qq
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+fi
