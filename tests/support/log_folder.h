@@ -2,8 +2,8 @@
 #include <string>
 #include <vector>
 
-// A fresh, empty folder under %TEMP% that receives the run log for the lifetime of the
-// object; the folder and the log path are gone again afterwards.
+// A fresh test folder, C:\qo-tests\<the running test's name>, that receives the run log while
+// the object lives.
 class LogFolder {
 public:
     LogFolder();
@@ -13,11 +13,9 @@ public:
 
     const std::string& Path() const { return path_; }
     std::string File(const std::string& name) const;
-    // The logged messages so far, without their timestamps and line ends.
+    // The logged messages so far, without their timestamps.
     std::vector<std::string> Messages() const;
 
 private:
     std::string path_;
 };
-
-std::string ReadWholeFile(const std::string& path);

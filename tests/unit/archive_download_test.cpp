@@ -6,6 +6,7 @@
 #include "net/archive_download.h"
 #include "tests/support/http_test_server.h"
 #include "tests/support/log_folder.h"
+#include "tests/support/test_files.h"
 #include "tests/support/server_request.h"
 
 namespace {
@@ -100,7 +101,7 @@ TEST_F(ArchiveDownload, ReportsMebibytesAndTheFractionOfTheAnnouncedLength) {
         EXPECT_FALSE(download.cancelled);
         EXPECT_EQ(WindowText(progress->statusLabel), test.expectedStatus);
         EXPECT_EQ(BarPosition(*progress), test.expectedBar);
-        EXPECT_TRUE(ReadWholeFile(archive) == test.reply.body);
+        EXPECT_TRUE(ReadFileBytes(archive) == test.reply.body);
         const auto messages = log.Messages();
         ASSERT_EQ(messages.size(), logged + 3);
         EXPECT_EQ(messages[logged + 1], "winhttp: Content-Length=" + std::to_string(announced) + " bytes");
@@ -121,7 +122,7 @@ TEST_F(ArchiveDownload, StopsAfterTheChunkInHandWhenTheWindowIsClosed) {
     EXPECT_FALSE(download.result);
     EXPECT_TRUE(download.cancelled);
     EXPECT_TRUE(IsWindowVisible(window));
-    const std::string written = ReadWholeFile(archive);
+    const std::string written = ReadFileBytes(archive);
     EXPECT_GT(written.size(), 0u);
     EXPECT_LT(written.size(), trickle.body.size());
     EXPECT_TRUE(written == trickle.body.substr(0, written.size()));
@@ -149,7 +150,7 @@ TEST_F(ArchiveDownload, FailsWhenTheConnectionBreaksAndKeepsWhatArrived) {
         const Download download = DownloadGameZip(archive, progress, 500);
         EXPECT_FALSE(download.result);
         EXPECT_FALSE(download.cancelled);
-        EXPECT_TRUE(ReadWholeFile(archive) == head);
+        EXPECT_TRUE(ReadFileBytes(archive) == head);
         EXPECT_EQ(log.Messages().back(), test.lastLine);
     }
 }
@@ -159,16 +160,11 @@ TEST(ArchiveDownloadFile, ReplacesAnExistingFileAndRunsWithoutAWindow) {
     ASSERT_TRUE(server.Listening());
     LogFolder log;
     const std::string archive = log.File("game.zip");
-    {
-        UniqueFile old(CreateFileA(archive.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
-        const std::string junk(MiB, 'J');
-        DWORD written = 0;
-        WriteFile(old.Get(), junk.data(), static_cast<DWORD>(junk.size()), &written, nullptr);
-    }
+    WriteFileBytes(archive, std::string(MiB, 'J'));
     server.Serve("/game.zip", ScriptedReply::Ok("tiny archive"));
     const Download download = DownloadGameZip(archive, nullptr);
     EXPECT_TRUE(download.result);
-    EXPECT_EQ(ReadWholeFile(archive), "tiny archive");
+    EXPECT_EQ(ReadFileBytes(archive), "tiny archive");
 }
 
 TEST(ArchiveDownloadFile, LogsTheCreateFailureAndDownloadsNothing) {

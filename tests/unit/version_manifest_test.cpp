@@ -1,10 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
-
 #include "app/version_manifest.h"
 #include "common/text.h"
 #include "tests/support/log_folder.h"
+#include "tests/support/test_files.h"
 
 namespace {
 TEST(ParseVersionManifest, SplitsTheFirstTwoLinesAndTrimsTheirEnds) {
@@ -38,13 +37,9 @@ TEST(ParseVersionManifest, SplitsTheFirstTwoLinesAndTrimsTheirEnds) {
 TEST(WriteLocalVersionFile, ReplacesTheFileWithTwoCrLfLines) {
     LogFolder log;
     const std::string path = log.File("version.txt");
-    {
-        FILE* old = std::fopen(path.c_str(), "wb");
-        std::fputs("0.9.0\r\nold digest and more than the new file holds\r\n", old);
-        std::fclose(old);
-    }
+    WriteFileBytes(path, "0.9.0\r\nold digest and more than the new file holds\r\n");
     WriteLocalVersionFile(log.Path(), "1.4.2", ToLowerAscii("ABCDEF0123"));
-    EXPECT_EQ(ReadWholeFile(path), "1.4.2\r\nabcdef0123\r\n");
+    EXPECT_EQ(ReadFileBytes(path), "1.4.2\r\nabcdef0123\r\n");
     EXPECT_EQ(log.Messages(), std::vector<std::string>{"version.txt: local version written -> 1.4.2"});
 }
 
