@@ -1,37 +1,88 @@
 #!/bin/bash
-# The installer at work under Wine: builds it, prepares an installed game folder with a
-# stand-in for the game's launcher, and lets a player "start the installer again": it hands
-# over to the launcher. Prints the run log and what the launcher was started with.
+# A player's first run, under Wine: builds the installer, publishes a small sample game with
+# the publish tool, serves it from nginx on 127.0.0.1:8080 and runs the installer. The UI
+# robot confirms the success box; screenshots of the progress window and the success box are
+# saved. Prints the run log, the installed files and the screenshots' paths. Exit code 0 only
+# when the installer ended well and the game is installed.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=$root/build-demo
+demo=$build/demo
 "$root/tools/install-deps.sh"
 cmake -S "$root" -B "$build" -G Ninja \
     -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" \
     -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQO_SERVER_HOST=127.0.0.1 >/dev/null
-cmake --build "$build" -j "$(nproc)" --target QuarnfellOstvale stand_in_launcher
+cmake --build "$build" -j "$(nproc)" --target QuarnfellOstvale stand_in_launcher stand_in_tar sample_game qo_robot
 
+rm -rf "$demo" && mkdir -p "$demo"
 wine_dir=$build/wine
-"$root/tests/wine/prefix.sh" start "$wine_dir"
-trap '"$root/tests/wine/prefix.sh" stop "$wine_dir"' EXIT
+"$root/tests/wine/prefix.sh" start "$wine_dir" "$build/bin/stand_in_tar.exe" >/dev/null
+stop_all() {
+    [ -f "$demo/nginx.pid" ] && nginx -p "$demo" -c "$demo/nginx.conf" -s stop 2>/dev/null || true
+    "$root/tests/wine/prefix.sh" stop "$wine_dir"
+}
+trap stop_all EXIT
 source "$root/tests/wine/env.sh" "$wine_dir"
 
-game='C:\Games\QuarnfellOstvale'
-game_unix=$WINEPREFIX/drive_c/Games/QuarnfellOstvale
-rm -rf "$game_unix" && mkdir -p "$game_unix"
-cp "$build/bin/stand_in_launcher.exe" "$game_unix/Launcher_x64_win.exe"
-printf 'game' >"$game_unix/Game_x64_win.exe"
-printf 'ok\r\n' >"$game_unix/install.ok"
-"$WINE" reg add 'HKCU\Software\QuarnfellOstvale' /v InstallPath /t REG_SZ /d "$game" /f >/dev/null 2>&1
+echo "== making and publishing the sample game"
+game=$demo/sample-game
+mkdir -p "$game/data/maps"
+cp "$build/bin/stand_in_launcher.exe" "$game/Launcher_x64_win.exe"
+cp "$build/bin/sample_game.exe" "$game/Game_x64_win.exe"
+printf 'Quarnfell Ostvale sample data\r\n' >"$game/data/readme.txt"
+head -c 24M /dev/urandom >"$game/data/maps/ostvale.pak"   # big enough to watch the download
+python3 "$root/tools/publish.py" 1.0.0 "$game" "$demo/www"
 
+# The rate limit stands in for a real network, so the progress window stays up a while.
+cat >"$demo/nginx.conf" <<NGINX
+pid $demo/nginx.pid;
+error_log $demo/nginx-error.log;
+events {}
+http {
+    access_log $demo/nginx-access.log;
+    server {
+        listen 127.0.0.1:8080;
+        root $demo/www;
+        limit_rate 8m;
+    }
+}
+NGINX
+nginx -p "$demo" -c "$demo/nginx.conf"
+
+install_folder='C:\Games\QuarnfellOstvale'
+install_unix=$WINEPREFIX/drive_c/Games/QuarnfellOstvale
+rm -rf "$install_unix"
+rm -f "$WINEPREFIX/drive_c/users/$USER/Desktop/Quarnfell Ostvale.lnk"
+# The folder dialog is not shown: the player is taken to have chosen this folder already.
+"$WINE" reg add 'HKCU\Software\QuarnfellOstvale' /v InstallPath /t REG_SZ /d "$install_folder" /f >/dev/null 2>&1
+mkdir -p "$install_unix"
+
+echo "== running the installer"
+"$WINE" "$build/bin/QuarnfellOstvale.exe" &
+installer=$!
+robot() { "$WINE" "$build/bin/qo_robot.exe" "$@"; }
+screenshot() { import -display "$DISPLAY" -window root "$demo/$1" && echo "screenshot: $demo/$1"; }
+if robot wait QFUpdaterWnd "" 60; then
+    sleep 1.5
+    screenshot progress-window.png
+fi
+if robot wait "#32770" "" 180; then
+    sleep 0.5
+    screenshot message-box.png
+    robot press "" OK 10 || true
+fi
 set +e
-"$WINE" "$build/bin/QuarnfellOstvale.exe"
+wait "$installer"
 status=$?
 set -e
-sleep 1  # the launcher runs on its own; give it a moment to record its start
+sleep 1  # the launcher runs on its own; let it record its start
+
 echo "== installer exit code: $status"
-echo "== $game\\launcher.log"
-cat "$game_unix/launcher.log"
+echo "== $install_folder\\launcher.log"
+cat "$install_unix/launcher.log"
+echo "== installed files"
+(cd "$install_unix" && find . -type f | sort)
 echo "== the launcher was started as (command line, working folder):"
-cat "$game_unix/launcher-starts.txt"
-exit "$status"
+cat "$install_unix/launcher-starts.txt" 2>/dev/null || echo "(not started)"
+echo "== screenshots: $demo/progress-window.png $demo/message-box.png"
+[ "$status" -eq 0 ] && [ -f "$install_unix/install.ok" ]

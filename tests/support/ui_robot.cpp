@@ -108,6 +108,20 @@ std::vector<HWND> VisibleTopLevelWindows(DWORD processId) {
     return search.found;
 }
 
+HWND WaitForWindow(const std::string& className, const std::string& caption, DWORD timeLimitMs) {
+    const ULONGLONG deadline = GetTickCount64() + timeLimitMs;
+    do {
+        for (HWND window = GetTopWindow(nullptr); window; window = GetWindow(window, GW_HWNDNEXT)) {
+            if (!IsWindowVisible(window)) continue;
+            if (!className.empty() && WindowClassName(window) != className) continue;
+            if (!caption.empty() && WindowText(window) != caption) continue;
+            return window;
+        }
+        Sleep(50);
+    } while (GetTickCount64() < deadline);
+    return nullptr;
+}
+
 std::string WindowClassName(HWND window) {
     char name[256] = {};
     GetClassNameA(window, name, sizeof name);

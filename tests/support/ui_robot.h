@@ -18,6 +18,10 @@ struct MessageBoxInfo {
 // Visible top-level windows owned by the process, in z-order.
 std::vector<HWND> VisibleTopLevelWindows(DWORD processId);
 
+// Waits for a visible top-level window of any process with this class name (empty: any
+// class) and caption (empty: any caption). Null when none showed up in time.
+HWND WaitForWindow(const std::string& className, const std::string& caption, DWORD timeLimitMs);
+
 std::string WindowClassName(HWND window);
 // Text of any window, also one of another process.
 std::string WindowText(HWND window);
