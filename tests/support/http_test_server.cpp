@@ -17,14 +17,10 @@ struct SocketTraits {
 };
 using UniqueSocket = UniqueHandle<SocketTraits>;
 
-constexpr long PollMs = 50;
-
 const char* ReasonPhrase(int status) {
     switch (status) {
     case 200: return "OK";
-    case 301: return "Moved Permanently";
     case 302: return "Found";
-    case 307: return "Temporary Redirect";
     case 404: return "Not Found";
     case 500: return "Internal Server Error";
     default: return "Status";
@@ -32,8 +28,7 @@ const char* ReasonPhrase(int status) {
 }
 
 bool SendAll(SOCKET socket, const std::string& bytes) {
-    size_t sent = 0;
-    while (sent < bytes.size()) {
+    for (size_t sent = 0; sent < bytes.size();) {
         const int chunk = static_cast<int>(std::min<size_t>(bytes.size() - sent, 1 << 20));
         const int result = send(socket, bytes.data() + sent, chunk, 0);
         if (result <= 0) return false;
@@ -44,7 +39,6 @@ bool SendAll(SOCKET socket, const std::string& bytes) {
 
 std::string Headers(const ScriptedReply& reply) {
     std::string headers = "HTTP/1.1 " + std::to_string(reply.status) + " " + ReasonPhrase(reply.status) + "\r\n";
-    headers += "Content-Type: application/octet-stream\r\n";
     if (reply.framing == ScriptedReply::Framing::Length) {
         const unsigned long long length = reply.announceOther ? reply.announcedLength : reply.body.size();
         headers += "Content-Length: " + std::to_string(length) + "\r\n";
@@ -52,7 +46,7 @@ std::string Headers(const ScriptedReply& reply) {
         headers += "Transfer-Encoding: chunked\r\n";
     }
     if (!reply.location.empty()) headers += "Location: " + reply.location + "\r\n";
-    return headers + "Connection: close\r\n\r\n";
+    return headers + "Content-Type: application/octet-stream\r\nConnection: close\r\n\r\n";
 }
 
 std::string Framed(const ScriptedReply& reply, const std::string& piece) {
@@ -62,22 +56,14 @@ std::string Framed(const ScriptedReply& reply, const std::string& piece) {
     return size + piece + "\r\n";
 }
 
+// The value of a header, looked up without regard to case; empty when it is missing.
 std::string HeaderValue(const std::string& head, const std::string& lowerName) {
-    size_t lineStart = head.find("\r\n");
-    while (lineStart != std::string::npos && lineStart + 2 < head.size()) {
-        lineStart += 2;
-        const size_t lineEnd = head.find("\r\n", lineStart);
-        const std::string line = head.substr(lineStart, lineEnd - lineStart);
-        const size_t colon = line.find(':');
-        std::string name = line.substr(0, colon);
-        std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return std::tolower(c); });
-        if (colon != std::string::npos && name == lowerName) {
-            const size_t valueStart = line.find_first_not_of(' ', colon + 1);
-            return valueStart == std::string::npos ? std::string() : line.substr(valueStart);
-        }
-        lineStart = lineEnd;
-    }
-    return {};
+    std::string lowerHead = head;
+    std::transform(head.begin(), head.end(), lowerHead.begin(), [](unsigned char c) { return std::tolower(c); });
+    const size_t name = lowerHead.find("\r\n" + lowerName + ":");
+    if (name == std::string::npos) return {};
+    const size_t value = head.find_first_not_of(' ', name + lowerName.size() + 3);
+    return head.substr(value, head.find("\r\n", value) - value);
 }
 }  // namespace
 
@@ -93,8 +79,8 @@ ScriptedReply ScriptedReply::Status(int status) {
     return reply;
 }
 
-ScriptedReply ScriptedReply::Redirect(int status, std::string location) {
-    ScriptedReply reply = Status(status);
+ScriptedReply ScriptedReply::Redirect(std::string location) {
+    ScriptedReply reply = Status(302);
     reply.location = std::move(location);
     return reply;
 }
@@ -145,9 +131,11 @@ HttpTestServer::HttpTestServer() {
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_port = htons(DownloadServerPort);
-    if (inet_pton(AF_INET, DownloadServerHost, &address.sin_addr) != 1) return;
-    if (bind(listener.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) return;
-    if (listen(listener.Get(), SOMAXCONN) != 0) return;
+    if (inet_pton(AF_INET, DownloadServerHost, &address.sin_addr) != 1 ||
+        bind(listener.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
+        listen(listener.Get(), SOMAXCONN) != 0) {
+        return;
+    }
     listener_ = listener.Release();
     thread_ = std::thread(&HttpTestServer::AcceptLoop, this);
 }
@@ -155,7 +143,7 @@ HttpTestServer::HttpTestServer() {
 HttpTestServer::~HttpTestServer() {
     stopping_ = true;
     if (thread_.joinable()) thread_.join();
-    if (listener_ != INVALID_SOCKET) closesocket(listener_);
+    UniqueSocket listener(listener_);
     WSACleanup();
 }
 
@@ -169,18 +157,12 @@ std::vector<ServedRequest> HttpTestServer::Requests() const {
     return requests_;
 }
 
-ScriptedReply HttpTestServer::ScriptFor(const std::string& path) const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    const auto script = scripts_.find(path);
-    return script == scripts_.end() ? ScriptedReply::Status(404) : script->second;
-}
-
 bool HttpTestServer::WaitReadable(Socket socket) const {
     while (!stopping_) {
         fd_set readable;
         FD_ZERO(&readable);
         FD_SET(socket, &readable);
-        timeval timeout = {0, PollMs * 1000};
+        timeval timeout = {0, 50000};
         if (select(0, &readable, nullptr, nullptr, &timeout) != 0) return true;
     }
     return false;
@@ -197,16 +179,13 @@ bool HttpTestServer::ReadRequest(Socket client, ServedRequest& request) const {
     std::string head;
     while (head.find("\r\n\r\n") == std::string::npos) {
         char buffer[4096];
-        if (!WaitReadable(client)) return false;
-        const int received = recv(client, buffer, sizeof(buffer), 0);
+        const int received = WaitReadable(client) ? recv(client, buffer, sizeof(buffer), 0) : 0;
         if (received <= 0) return false;
         head.append(buffer, static_cast<size_t>(received));
     }
-    const size_t methodEnd = head.find(' ');
-    const size_t pathEnd = head.find(' ', methodEnd + 1);
-    if (methodEnd == std::string::npos || pathEnd == std::string::npos) return false;
-    request.method = head.substr(0, methodEnd);
-    request.path = head.substr(methodEnd + 1, pathEnd - methodEnd - 1);
+    const size_t pathStart = head.find(' ') + 1;
+    request.method = head.substr(0, pathStart - 1);
+    request.path = head.substr(pathStart, head.find(' ', pathStart) - pathStart);
     request.userAgent = HeaderValue(head, "user-agent");
     return true;
 }
@@ -214,24 +193,25 @@ bool HttpTestServer::ReadRequest(Socket client, ServedRequest& request) const {
 void HttpTestServer::Answer(Socket client) {
     ServedRequest request;
     if (!ReadRequest(client, request)) return;
+    ScriptedReply reply = ScriptedReply::Status(404);
     {
         std::lock_guard<std::mutex> lock(mutex_);
         requests_.push_back(request);
+        const auto script = scripts_.find(request.path);
+        if (script != scripts_.end()) reply = script->second;
     }
-    const ScriptedReply reply = ScriptFor(request.path);
-    bool connected = SendAll(client, Headers(reply));
 
+    bool connected = SendAll(client, Headers(reply));
     const size_t pieceSize = reply.pieceSize ? reply.pieceSize : std::max<size_t>(reply.body.size(), 1);
     for (size_t offset = 0; connected && offset < reply.body.size(); offset += pieceSize) {
         if (offset > 0) Sleep(reply.pauseMs);
         connected = SendAll(client, Framed(reply, reply.body.substr(offset, pieceSize)));
         if (connected && reply.afterPiece) reply.afterPiece(offset / pieceSize + 1);
     }
-    const bool complete = reply.ending == ScriptedReply::Ending::Close;
-    if (connected && complete && reply.framing == ScriptedReply::Framing::Chunked) SendAll(client, "0\r\n\r\n");
 
     switch (reply.ending) {
     case ScriptedReply::Ending::Close:
+        if (connected && reply.framing == ScriptedReply::Framing::Chunked) SendAll(client, "0\r\n\r\n");
         shutdown(client, SD_SEND);
         break;
     case ScriptedReply::Ending::Reset: {
@@ -243,7 +223,7 @@ void HttpTestServer::Answer(Socket client) {
         break;
     }
     case ScriptedReply::Ending::Stall:
-        // The client sends nothing more: readable means it closed, or the server stops.
+        // The client sends nothing more: readable means that it closed, or the server stops.
         WaitReadable(client);
         break;
     }

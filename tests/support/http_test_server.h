@@ -8,8 +8,8 @@
 #include <thread>
 #include <vector>
 
-// How the server answers one path. The factories below cover what a download server (or a
-// broken one) does; fields can be adjusted after a factory call.
+// How the server answers one path. The factories cover what a download server (or a broken
+// one) does; fields can be adjusted after a factory call.
 struct ScriptedReply {
     enum class Framing { Length, NoLength, Chunked };
     enum class Ending { Close, Reset, Stall };
@@ -32,7 +32,7 @@ struct ScriptedReply {
 
     static ScriptedReply Ok(std::string body);
     static ScriptedReply Status(int status);
-    static ScriptedReply Redirect(int status, std::string location);
+    static ScriptedReply Redirect(std::string location);  // 302
     static ScriptedReply Chunked(std::string body, size_t pieceSize);
     // No Content-Length and no chunking: the body ends when the connection closes.
     static ScriptedReply WithoutLength(std::string body);
@@ -50,9 +50,9 @@ struct ServedRequest {
     std::string userAgent;
 };
 
-// An HTTP/1.1 server for tests, on the download server's host and port, answering on a
-// thread of its own with one connection at a time and "Connection: close" on every reply.
-// Paths without a script get 404. Listening as soon as the constructor returns.
+// An HTTP/1.1 server for tests on the download server's host and port. It answers from a
+// thread of its own, one connection at a time, with "Connection: close" on every reply;
+// paths without a script get 404. It listens as soon as the constructor returns.
 class HttpTestServer {
 public:
     HttpTestServer();
@@ -65,15 +65,14 @@ public:
     std::vector<ServedRequest> Requests() const;
 
 private:
-    void AcceptLoop();
-    // Sockets are Winsock SOCKET values, kept out of this header so that its users need not
-    // order winsock2.h before windows.h.
+    // Winsock SOCKET values, kept out of this header so that its users need not order
+    // winsock2.h before windows.h.
     using Socket = std::uintptr_t;
+    void AcceptLoop();
     void Answer(Socket client);
-    // Waits until socket is readable or the server stops; false when stopping.
+    // Waits until socket is readable; false when the server stops first.
     bool WaitReadable(Socket socket) const;
     bool ReadRequest(Socket client, ServedRequest& request) const;
-    ScriptedReply ScriptFor(const std::string& path) const;
 
     Socket listener_ = ~Socket(0);
     std::atomic<bool> stopping_{false};
