@@ -45,7 +45,7 @@ Download DownloadGameZip(const std::string& path, ProgressWindow* progress, DWOR
     download.result =
         DownloadArchive(opened.request.Get(), opened.contentLength, file, path, progress, download.cancelled);
     download.fileCreated = file != INVALID_HANDLE_VALUE;
-    UniqueFile closer(file);
+    UniqueFile created(file);
     return download;
 }
 
@@ -69,31 +69,26 @@ protected:
 
 TEST_F(ArchiveDownload, ReportsMebibytesAndTheFractionOfTheAnnouncedLength) {
     const std::string threeMiB = Pattern(3 * MiB + 5);
-    const std::string small = Pattern(300000);
-    const std::string fewChunks = Pattern(3 * 65536);
     const unsigned long long aboveFourGiB = (4ull << 30) + 7 * MiB;
     const struct {
         const char* name;
         ScriptedReply reply;
+        unsigned long long announced;
         std::string expectedStatus;
-        int expectedBar;
+        int expectedBar;  // the bar stands at 123 before each download
     } cases[] = {
         {"half of 10 MiB", ScriptedReply::Announcing(10 * MiB, Pattern(5 * MiB), ScriptedReply::Ending::Close),
-         "Downloading game data...  5 / 10 MB", 500},
-        {"no length", ScriptedReply::WithoutLength(threeMiB), "Downloading game data...  3 MB", 123},
-        {"chunked", ScriptedReply::Chunked(threeMiB, 100000), "Downloading game data...  3 MB", 123},
-        {"under 1 MiB", ScriptedReply::Ok(small), "Downloading game data...  0 / 0 MB", 1000},
-        {"above 4 GiB", ScriptedReply::Announcing(aboveFourGiB, fewChunks, ScriptedReply::Ending::Close),
-         "Downloading game data...  0 / 4103 MB", 0},
+         10 * MiB, "Downloading game data...  5 / 10 MB", 500},
+        {"no length", ScriptedReply::WithoutLength(threeMiB), 0, "Downloading game data...  3 MB", 123},
+        {"chunked", ScriptedReply::Chunked(threeMiB, 100000), 0, "Downloading game data...  3 MB", 123},
+        {"under 1 MiB", ScriptedReply::Ok(Pattern(300000)), 300000, "Downloading game data...  0 / 0 MB", 1000},
+        {"above 4 GiB", ScriptedReply::Announcing(aboveFourGiB, Pattern(3 * 65536), ScriptedReply::Ending::Close),
+         aboveFourGiB, "Downloading game data...  0 / 4103 MB", 0},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.name);
         server.Serve("/game.zip", test.reply);
         SendMessageA(progress->progressBar, PBM_SETPOS, 123, 0);
-        const unsigned long long announced =
-            test.reply.framing == ScriptedReply::Framing::Length
-                ? (test.reply.announceOther ? test.reply.announcedLength : test.reply.body.size())
-                : 0;
         const size_t logged = log.Messages().size();
 
         const Download download = DownloadGameZip(archive, progress);
@@ -104,7 +99,7 @@ TEST_F(ArchiveDownload, ReportsMebibytesAndTheFractionOfTheAnnouncedLength) {
         EXPECT_TRUE(ReadFileBytes(archive) == test.reply.body);
         const auto messages = log.Messages();
         ASSERT_EQ(messages.size(), logged + 3);
-        EXPECT_EQ(messages[logged + 1], "winhttp: Content-Length=" + std::to_string(announced) + " bytes");
+        EXPECT_EQ(messages[logged + 1], "winhttp: Content-Length=" + std::to_string(test.announced) + " bytes");
         EXPECT_EQ(messages[logged + 2], "winhttp: download complete, " + std::to_string(test.reply.body.size()) +
                                             " bytes written (HTTP 200)");
     }
@@ -155,11 +150,7 @@ TEST_F(ArchiveDownload, FailsWhenTheConnectionBreaksAndKeepsWhatArrived) {
     }
 }
 
-TEST(ArchiveDownloadFile, ReplacesAnExistingFileAndRunsWithoutAWindow) {
-    HttpTestServer server;
-    ASSERT_TRUE(server.Listening());
-    LogFolder log;
-    const std::string archive = log.File("game.zip");
+TEST_F(ArchiveDownload, ReplacesAnExistingFileAndRunsWithoutAWindow) {
     WriteFileBytes(archive, std::string(MiB, 'J'));
     server.Serve("/game.zip", ScriptedReply::Ok("tiny archive"));
     const Download download = DownloadGameZip(archive, nullptr);
@@ -167,22 +158,20 @@ TEST(ArchiveDownloadFile, ReplacesAnExistingFileAndRunsWithoutAWindow) {
     EXPECT_EQ(ReadFileBytes(archive), "tiny archive");
 }
 
-TEST(ArchiveDownloadFile, LogsTheCreateFailureAndDownloadsNothing) {
-    HttpTestServer server;
-    ASSERT_TRUE(server.Listening());
-    LogFolder log;
+TEST_F(ArchiveDownload, LogsTheCreateFailureAndDownloadsNothing) {
     server.Serve("/game.zip", ScriptedReply::Ok(Pattern(200000)));
-    const std::string archive = log.File("missing\\game.zip");
+    const std::string unwritable = log.File("missing\\game.zip");
 
-    const Download download = DownloadGameZip(archive, nullptr);
+    const Download download = DownloadGameZip(unwritable, progress);
     EXPECT_FALSE(download.result);
     EXPECT_FALSE(download.fileCreated);
-    EXPECT_EQ(log.Messages().back(), "winhttp: CreateFileA(" + archive + ") failed, GetLastError=3");
+    EXPECT_EQ(WindowText(progress->statusLabel), "Checking for updates...");
+    EXPECT_EQ(log.Messages().back(), "winhttp: CreateFileA(" + unwritable + ") failed, GetLastError=3");
 
     bool cancelled = false;
     HANDLE file = INVALID_HANDLE_VALUE;
     const size_t logged = log.Messages().size();
-    EXPECT_FALSE(DownloadArchive(nullptr, 0, file, log.File("game.zip"), nullptr, cancelled));
+    EXPECT_FALSE(DownloadArchive(nullptr, 0, file, archive, progress, cancelled));
     EXPECT_EQ(file, INVALID_HANDLE_VALUE);
     EXPECT_EQ(log.Messages().size(), logged);
 }
