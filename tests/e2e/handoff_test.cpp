@@ -137,8 +137,8 @@ TEST(HandOff, VanishedOrUnusableRegistrationAsksForAFolderAgain) {
                         static_cast<DWORD>((registered.size() + 1) * sizeof(wchar_t)));
 
         // The user turns the folder question down.
-        const InstallerRun run = RunInstaller([](HWND dialog, const SeenWindow&) {
-            return PressDialogButton(dialog, IDCANCEL);
+        const InstallerRun run = RunInstaller([](HWND window, const SeenWindow&) {
+            if (IsDialogWindow(window)) PressDialogButton(window, IDCANCEL);
         });
 
         ASSERT_FALSE(run.timedOut);

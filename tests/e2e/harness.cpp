@@ -14,11 +14,13 @@ std::vector<MessageBoxInfo> InstallerRun::MessageBoxes() const {
     return boxes;
 }
 
-bool PressOk(HWND dialog, const SeenWindow&) { return PressDialogButton(dialog, IDOK); }
+void PressOkOnDialogs(HWND window, const SeenWindow&) {
+    if (IsDialogWindow(window)) PressDialogButton(window, IDOK);
+}
 
 std::string InstallerPath() { return BuiltProgram("QuarnfellOstvale.exe"); }
 
-InstallerRun RunInstaller(const DialogAnswer& answer, DWORD timeLimitMs) {
+InstallerRun RunInstaller(const WindowAnswer& answer, DWORD timeLimitMs) {
     InstallerRun run;
     STARTUPINFOA startup{};
     startup.cb = sizeof startup;
@@ -50,7 +52,7 @@ InstallerRun RunInstaller(const DialogAnswer& answer, DWORD timeLimitMs) {
                 seen.box = ReadMessageBox(window);
             }
             run.windows.push_back(seen);
-            if (IsDialogWindow(window)) answer(window, seen);
+            answer(window, seen);
         }
     }
     if (!run.timedOut) GetExitCodeProcess(process.hProcess, &run.exitCode);

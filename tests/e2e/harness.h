@@ -23,14 +23,14 @@ struct InstallerRun {
     std::vector<MessageBoxInfo> MessageBoxes() const;
 };
 
-// Decides what to do with a dialog the installer shows; false when it left it alone.
-using DialogAnswer = std::function<bool(HWND dialog, const SeenWindow& seen)>;
+// What the user does when a window of the installer appears.
+using WindowAnswer = std::function<void(HWND window, const SeenWindow& seen)>;
 
-// Presses OK, as a user who reads the box and confirms it.
-bool PressOk(HWND dialog, const SeenWindow& seen);
+// Presses OK on every dialog, as a user who reads each box and confirms it.
+void PressOkOnDialogs(HWND window, const SeenWindow& seen);
 
-// Starts the installer (with no arguments, as a player does) and answers its dialogs until it
+// Starts the installer (with no arguments, as a player does) and answers its windows until it
 // ends; a run that outlives the time limit is ended and marked timedOut.
-InstallerRun RunInstaller(const DialogAnswer& answer = PressOk, DWORD timeLimitMs = 60000);
+InstallerRun RunInstaller(const WindowAnswer& answer = PressOkOnDialogs, DWORD timeLimitMs = 60000);
 
 std::string InstallerPath();
