@@ -6,7 +6,7 @@ packages=(
     cmake ninja-build python3 g++-mingw-w64-x86-64-posix   # the cross build
     wine wine64 xvfb xauth imagemagick                      # the Windows test bed and screenshots
     googletest libz-mingw-w64-dev                           # test framework; zlib for the stand-in tar
-    libarchive-tools                                        # the real bsdtar the stand-in is held to
+    libarchive-tools zip                                    # the real bsdtar the stand-in is held to
     nginx-light                                             # a real download server on loopback
 )
 missing=()
