@@ -1,5 +1,6 @@
 #pragma once
 #include <windows.h>
+#include <winhttp.h>
 
 #include <utility>
 
@@ -49,6 +50,15 @@ struct KernelHandleTraits {
     static void Close(Handle handle) { CloseHandle(handle); }
 };
 using UniqueKernelHandle = UniqueHandle<KernelHandleTraits>;
+
+// WinHTTP session, connection and request handles. Declare them in that order so that they
+// close request first, as WinHTTP expects.
+struct InternetHandleTraits {
+    using Handle = HINTERNET;
+    static Handle None() { return nullptr; }
+    static void Close(Handle handle) { WinHttpCloseHandle(handle); }
+};
+using UniqueInternet = UniqueHandle<InternetHandleTraits>;
 
 // Memory the shell hands out for the caller to free with CoTaskMemFree: display names and
 // item lists.
