@@ -52,7 +52,7 @@ nginx -p "$demo" -c "$demo/nginx.conf"
 install_folder='C:\Games\QuarnfellOstvale'
 install_unix=$WINEPREFIX/drive_c/Games/QuarnfellOstvale
 rm -rf "$install_unix"
-rm -f "$WINEPREFIX/drive_c/users/$USER/Desktop/Quarnfell Ostvale.lnk"
+rm -f "$WINEPREFIX"/drive_c/users/*/Desktop/"Quarnfell Ostvale.lnk"
 # The folder dialog is not shown: the player is taken to have chosen this folder already.
 "$WINE" reg add 'HKCU\Software\QuarnfellOstvale' /v InstallPath /t REG_SZ /d "$install_folder" /f >/dev/null 2>&1
 mkdir -p "$install_unix"

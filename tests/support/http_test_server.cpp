@@ -147,9 +147,11 @@ HttpTestServer::~HttpTestServer() {
     WSACleanup();
 }
 
-void HttpTestServer::Serve(const std::string& path, ScriptedReply reply) {
+void HttpTestServer::Serve(const std::string& path, ScriptedReply reply) { ServeInTurn(path, {std::move(reply)}); }
+
+void HttpTestServer::ServeInTurn(const std::string& path, std::vector<ScriptedReply> replies) {
     std::lock_guard<std::mutex> lock(mutex_);
-    scripts_[path] = std::move(reply);
+    scripts_[path] = std::deque<ScriptedReply>(replies.begin(), replies.end());
 }
 
 std::vector<ServedRequest> HttpTestServer::Requests() const {
@@ -198,7 +200,10 @@ void HttpTestServer::Answer(Socket client) {
         std::lock_guard<std::mutex> lock(mutex_);
         requests_.push_back(request);
         const auto script = scripts_.find(request.path);
-        if (script != scripts_.end()) reply = script->second;
+        if (script != scripts_.end() && !script->second.empty()) {
+            reply = script->second.front();
+            if (script->second.size() > 1) script->second.pop_front();
+        }
     }
 
     bool connected = SendAll(client, Headers(reply));

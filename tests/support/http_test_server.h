@@ -1,6 +1,7 @@
 #pragma once
 #include <atomic>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -62,6 +63,8 @@ public:
 
     bool Listening() const { return thread_.joinable(); }
     void Serve(const std::string& path, ScriptedReply reply);
+    // One reply per request, in this order; the last one answers every later request.
+    void ServeInTurn(const std::string& path, std::vector<ScriptedReply> replies);
     std::vector<ServedRequest> Requests() const;
 
 private:
@@ -77,7 +80,7 @@ private:
     Socket listener_ = ~Socket(0);
     std::atomic<bool> stopping_{false};
     mutable std::mutex mutex_;
-    std::map<std::string, ScriptedReply> scripts_;
+    std::map<std::string, std::deque<ScriptedReply>> scripts_;
     std::vector<ServedRequest> requests_;
     std::thread thread_;
 };

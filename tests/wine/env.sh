@@ -1,5 +1,5 @@
 # Sourced: the environment every Windows program of the test bed runs in.
-wine_dir=$1
+wine_dir=$(realpath -m "$1")
 export WINEPREFIX="$wine_dir/prefix"
 export WINEDEBUG=-all
 # No Mono or Gecko installers, and no .desktop files written into the Linux home.

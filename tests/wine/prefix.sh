@@ -33,8 +33,6 @@ create_prefix() {
     for link in "$WINEPREFIX"/drive_c/users/*/{Desktop,Documents,Downloads,Music,Pictures,Videos,Templates}; do
         if [ -L "$link" ]; then rm "$link"; mkdir "$link"; fi
     done
-    # A crashing test program must fail its test, not wait in winedbg for a click.
-    "$WINE" reg add 'HKCU\Software\Wine\WineDbg' /v ShowCrashDialog /t REG_DWORD /d 0 /f >/dev/null 2>&1
     touch "$WINEPREFIX/.test-bed-ready"
 }
 
@@ -49,7 +47,8 @@ start)
     # The first Windows program starts the prefix's background services, which keep its
     # output streams open for as long as they run. Start them here, on no streams at all, so
     # that they never hold a test's output open after the test has ended.
-    "$WINE" wineboot </dev/null >/dev/null 2>&1
+    settings="Z:$(realpath "$(dirname "$0")/test-bed.reg" | tr / '\\')"
+    "$WINE" regedit /S "$settings" </dev/null >/dev/null 2>&1
     echo "test bed ready: WINEPREFIX=$WINEPREFIX DISPLAY=$DISPLAY"
     ;;
 stop)

@@ -1,0 +1,300 @@
+// A player's first run into a registered, empty folder: version check, download, digest,
+// unpacking, the install record, the success box and the hand-off, against a scripted server.
+#include <windows.h>
+#include <shlobj.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+
+#include "common/names.h"
+#include "common/paths.h"
+#include "common/text.h"
+#include "tests/e2e/harness.h"
+#include "tests/support/archives.h"
+#include "tests/support/http_test_server.h"
+#include "tests/support/test_files.h"
+
+namespace {
+constexpr char ErrorCaption[] = "Quarnfell Ostvale Launcher";
+constexpr char FailedText[] =
+    "The game could not be downloaded or verified.\n"
+    "Check your internet connection and run the installer again.";
+
+std::string GameArchive() {
+    return MakeZip({{"Launcher_x64_win.exe", ReadFileBytes(BuiltProgram("stand_in_launcher.exe"))},
+                    {"Game_x64_win.exe", "the game"},
+                    {"data/", ""},
+                    {"data/maps/", ""},
+                    {"data/maps/ostvale.map", std::string(200000, 'm')},
+                    {"version.txt", "brought by the archive\r\n"}});
+}
+
+std::string ServerUrl(const std::string& path) {
+    return std::string("http://") + DownloadServerHost + ":" + std::to_string(DownloadServerPort) + path;
+}
+
+std::string DesktopShortcut() {
+    wchar_t desktop[MAX_PATH] = {};
+    SHGetFolderPathW(nullptr, CSIDL_DESKTOPDIRECTORY, nullptr, SHGFP_TYPE_CURRENT, desktop);
+    return WideToNarrow(desktop) + "\\Quarnfell Ostvale.lnk";
+}
+
+// A registered folder that exists but holds nothing yet.
+std::string RegisteredEmptyFolder(const std::string& name) {
+    const std::string folder = FreshTestFolder(name);
+    SetRegisteredInstallPath(folder);
+    DeleteFileA(DesktopShortcut().c_str());
+    return folder;
+}
+
+// Whatever the outcome, the archive is gone and nothing claims an install that did not happen.
+void ExpectNothingRecorded(const std::string& folder) {
+    EXPECT_FALSE(PathExists(JoinPath(folder, ArchiveFileName)));
+    EXPECT_FALSE(PathExists(JoinPath(folder, MarkerFileName)));
+    EXPECT_FALSE(PathExists(DesktopShortcut()));
+    EXPECT_TRUE(LauncherStarts(folder, 0).empty());
+}
+
+std::vector<std::string> Tail(const std::vector<std::string>& lines, size_t count) {
+    return std::vector<std::string>(lines.end() - std::min(count, lines.size()), lines.end());
+}
+}  // namespace
+
+TEST(FreshInstall, InstallsRecordsAndHandsOver) {
+    const std::string folder = RegisteredEmptyFolder("e2e-install");
+    const std::string archive = GameArchive();
+    const std::string digest = Sha256Hex(archive);
+    HttpTestServer server;
+    server.Serve("/version.txt", ScriptedReply::Ok("1.0.0\n" + digest + "\n"));
+    server.Serve("/game.zip", ScriptedReply::Ok(archive));
+
+    bool boxStayedUntilPressed = false;
+    const InstallerRun run = RunInstaller([&](HWND window, const SeenWindow&) {
+        if (!IsDialogWindow(window)) return;
+        // A user reads the box first: it must still be there when OK is pressed.
+        Sleep(1000);
+        boxStayedUntilPressed = IsWindowVisible(window) != FALSE;
+        EXPECT_TRUE(LauncherStarts(folder, 0).empty()) << "the launcher waits for the box";
+        PressDialogButton(window, IDOK);
+    });
+
+    ASSERT_FALSE(run.timedOut);
+    EXPECT_EQ(run.exitCode, 0u);
+    const auto boxes = run.MessageBoxes();
+    ASSERT_EQ(boxes.size(), 1u);
+    EXPECT_TRUE(boxStayedUntilPressed);
+    EXPECT_EQ(boxes[0].caption, "Quarnfell Ostvale");
+    EXPECT_EQ(boxes[0].text,
+              "Quarnfell Ostvale installed successfully!\r\n\r\n"
+              "From now on, start the game with the \"Quarnfell Ostvale\" launcher (a shortcut was added to "
+              "your Desktop).\r\n\r\nClick OK to open the launcher now.");
+    EXPECT_EQ(boxes[0].icon, BoxIcon::Information) << BoxIconName(boxes[0].icon);
+    ASSERT_FALSE(run.windows.empty());
+    EXPECT_EQ(run.windows[0].className, "QFUpdaterWnd") << "the progress window came first";
+
+    const std::string size = std::to_string(archive.size());
+    EXPECT_EQ(LogMessages(JoinPath(folder, LogFileName)),
+              (std::vector<std::string>{
+                  "==== launcher run start ====",
+                  "install path: " + folder,
+                  "version check: GET " + ServerUrl("/version.txt"),
+                  "winhttp: HTTP 200 OK for " + ServerUrl("/version.txt"),
+                  "version check: server_version=1.0.0",
+                  "path taken: fresh install -> download game.zip",
+                  "download: attempt 1 of 2",
+                  "winhttp: HTTP 200 OK for " + ServerUrl("/game.zip"),
+                  "winhttp: Content-Length=" + size + " bytes",
+                  "winhttp: download complete, " + size + " bytes written (HTTP 200)",
+                  "sha256: server=" + digest,
+                  "sha256: local =" + digest,
+                  "sha256: OK (archive matches server hash)",
+                  "tar: exit code 0",
+                  "install: SUCCESS (zip downloaded, verified, extracted)",
+                  "version.txt: local version written -> 1.0.0",
+                  "install.ok written -> folder marked as installed",
+                  "desktop shortcut created: " + DesktopShortcut(),
+                  "resident launcher started",
+                  "==== launcher run end (installed + handoff) ====",
+              }));
+
+    EXPECT_EQ(ReadFileBytes(JoinPath(folder, "data\\maps\\ostvale.map")), std::string(200000, 'm'));
+    EXPECT_EQ(ReadFileBytes(JoinPath(folder, VersionFileName)), "1.0.0\r\n" + digest + "\r\n");
+    EXPECT_EQ(ReadFileBytes(JoinPath(folder, MarkerFileName)), "ok\r\n");
+    EXPECT_FALSE(PathExists(JoinPath(folder, ArchiveFileName)));
+    EXPECT_TRUE(PathExists(DesktopShortcut()));
+    EXPECT_EQ(RegisteredInstallPath(), folder);
+    const auto starts = LauncherStarts(folder, 1);
+    ASSERT_EQ(starts.size(), 1u);
+    EXPECT_EQ(starts[0].second, folder);
+
+    const auto requests = server.Requests();
+    ASSERT_EQ(requests.size(), 2u);
+    EXPECT_EQ(requests[0].path, "/version.txt");
+    EXPECT_EQ(requests[1].path, "/game.zip");
+    for (const auto& request : requests) {
+        EXPECT_EQ(request.method, "GET");
+        EXPECT_EQ(request.userAgent, "QuarnfellOstvaleLauncher/1.0");
+    }
+
+    // Started again, the installer only hands over: no request, no box.
+    const InstallerRun again = RunInstaller();
+    EXPECT_EQ(again.exitCode, 0u);
+    EXPECT_TRUE(again.MessageBoxes().empty());
+    EXPECT_EQ(server.Requests().size(), 2u);
+    EXPECT_EQ(LauncherStarts(folder, 2).size(), 2u);
+}
+
+TEST(FreshInstall, UpperCaseDigestWithCrLfLinesIsAccepted) {
+    const std::string folder = RegisteredEmptyFolder("e2e-upper-digest");
+    const std::string archive = GameArchive();
+    const std::string digest = Sha256Hex(archive);
+    std::string upper = digest;
+    for (char& c : upper) c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
+    HttpTestServer server;
+    server.Serve("/version.txt", ScriptedReply::Ok("2.1 beta\r\n" + upper + "  \r\nnotes: ignored\r\n"));
+    server.Serve("/game.zip", ScriptedReply::Ok(archive));
+
+    const InstallerRun run = RunInstaller();
+
+    EXPECT_EQ(run.exitCode, 0u);
+    const auto lines = LogMessages(JoinPath(folder, LogFileName));
+    EXPECT_NE(std::find(lines.begin(), lines.end(), "version check: server_version=2.1 beta"), lines.end());
+    EXPECT_NE(std::find(lines.begin(), lines.end(), "sha256: server=" + digest), lines.end());
+    // The local copy replaces the archive's own version.txt and holds the digest in lower case.
+    EXPECT_EQ(ReadFileBytes(JoinPath(folder, VersionFileName)), "2.1 beta\r\n" + digest + "\r\n");
+}
+
+TEST(FreshInstall, DigestMismatchIsRetriedOnce) {
+    const std::string archive = GameArchive();
+    const std::string digest = Sha256Hex(archive);
+    {
+        const std::string folder = RegisteredEmptyFolder("e2e-mismatch-once");
+        HttpTestServer server;
+        server.Serve("/version.txt", ScriptedReply::Ok("1.0.0\n" + digest));
+        server.ServeInTurn("/game.zip", {ScriptedReply::Ok("not the archive"), ScriptedReply::Ok(archive)});
+
+        const InstallerRun run = RunInstaller();
+
+        EXPECT_EQ(run.exitCode, 0u);
+        const auto lines = LogMessages(JoinPath(folder, LogFileName));
+        ASSERT_GE(lines.size(), 20u);
+        EXPECT_EQ(lines[12], "sha256: MISMATCH -> deleted zip, retrying download");
+        EXPECT_EQ(lines[13], "download: attempt 2 of 2");
+        EXPECT_EQ(lines[19], "sha256: OK (archive matches server hash)");
+        EXPECT_TRUE(PathExists(JoinPath(folder, MarkerFileName)));
+        EXPECT_FALSE(PathExists(JoinPath(folder, ArchiveFileName)));
+    }
+    {
+        const std::string folder = RegisteredEmptyFolder("e2e-mismatch-twice");
+        HttpTestServer server;
+        server.Serve("/version.txt", ScriptedReply::Ok("1.0.0\n" + digest));
+        server.Serve("/game.zip", ScriptedReply::Ok(archive + "tampered"));
+
+        const InstallerRun run = RunInstaller();
+
+        EXPECT_EQ(run.exitCode, 1u);
+        const auto boxes = run.MessageBoxes();
+        ASSERT_EQ(boxes.size(), 1u);
+        EXPECT_EQ(boxes[0].caption, ErrorCaption);
+        EXPECT_EQ(boxes[0].text, FailedText);
+        EXPECT_EQ(Tail(LogMessages(JoinPath(folder, LogFileName)), 2),
+                  (std::vector<std::string>{"sha256: MISMATCH -> deleted zip, giving up",
+                                            "download/verify/extract FAILED; no markers written"}));
+        EXPECT_EQ(server.Requests().size(), 3u);
+        ExpectNothingRecorded(folder);
+        EXPECT_FALSE(PathExists(JoinPath(folder, VersionFileName)));
+    }
+}
+
+TEST(FreshInstall, ArchivesThatCannotInstallLeaveNoRecord) {
+    const struct {
+        const char* name;
+        std::string archive;
+        std::vector<std::string> lastLines;
+        const char* box;
+    } cases[] = {
+        {"corrupt", std::string("PK\x03\x04", 4) + std::string(5000, '\x7f'),
+         {"install: extraction FAILED", "download/verify/extract FAILED; no markers written"}, FailedText},
+        {"no-launcher", MakeZip({{"Game_x64_win.exe", "the game"}, {"data/readme.txt", "hello"}}),
+         {"install: SUCCESS (zip downloaded, verified, extracted)",
+          "post-extract: expected exe(s) missing; aborting (no markers written)"},
+         "The game files are incomplete.\nPlease run the installer again."},
+    };
+    for (const auto& c : cases) {
+        const std::string folder = RegisteredEmptyFolder(std::string("e2e-archive-") + c.name);
+        HttpTestServer server;
+        server.Serve("/version.txt", ScriptedReply::Ok("1.0.0\n" + Sha256Hex(c.archive) + "\n"));
+        server.Serve("/game.zip", ScriptedReply::Ok(c.archive));
+
+        const InstallerRun run = RunInstaller();
+
+        EXPECT_EQ(run.exitCode, 1u) << c.name;
+        const auto boxes = run.MessageBoxes();
+        ASSERT_EQ(boxes.size(), 1u) << c.name;
+        EXPECT_EQ(boxes[0].text, c.box) << c.name;
+        EXPECT_EQ(boxes[0].icon, BoxIcon::Error) << c.name;
+        EXPECT_EQ(Tail(LogMessages(JoinPath(folder, LogFileName)), 2), c.lastLines) << c.name;
+        EXPECT_EQ(server.Requests().size(), 2u) << "an unpacking failure is not retried";
+        ExpectNothingRecorded(folder);
+        EXPECT_FALSE(PathExists(JoinPath(folder, VersionFileName))) << c.name;
+    }
+}
+
+TEST(FreshInstall, BadVersionFileStopsBeforeAnyDownload) {
+    const struct {
+        const char* name;
+        ScriptedReply reply;
+        std::vector<std::string> lastLines;
+        const char* box;
+    } cases[] = {
+        {"missing", ScriptedReply::Status(404),
+         {"winhttp: unexpected HTTP status 404 for /version.txt (expected 200)",
+          "version check: FAILED to fetch version.txt (fresh install needs it)"},
+         "Could not reach the download server.\nCheck your internet connection and run the installer again."},
+        {"one-line", ScriptedReply::Ok("1.4.2"),
+         {"version check: server_version=1.4.2", "version check: version.txt malformed (need 2 non-empty lines)"},
+         "The download server returned an invalid version file.\nPlease try again later."},
+    };
+    for (const auto& c : cases) {
+        const std::string folder = RegisteredEmptyFolder(std::string("e2e-version-") + c.name);
+        HttpTestServer server;
+        server.Serve("/version.txt", c.reply);
+
+        const InstallerRun run = RunInstaller();
+
+        EXPECT_EQ(run.exitCode, 1u) << c.name;
+        const auto boxes = run.MessageBoxes();
+        ASSERT_EQ(boxes.size(), 1u) << c.name;
+        EXPECT_EQ(boxes[0].caption, ErrorCaption);
+        EXPECT_EQ(boxes[0].text, c.box);
+        EXPECT_EQ(Tail(LogMessages(JoinPath(folder, LogFileName)), 2), c.lastLines) << c.name;
+        EXPECT_EQ(server.Requests().size(), 1u) << c.name;
+        ExpectNothingRecorded(folder);
+    }
+}
+
+TEST(FreshInstall, ClosingTheProgressWindowCancelsQuietly) {
+    const std::string folder = RegisteredEmptyFolder("e2e-cancel");
+    const std::string archive = GameArchive();
+    HttpTestServer server;
+    server.Serve("/version.txt", ScriptedReply::Ok("1.0.0\n" + Sha256Hex(archive) + "\n"));
+    server.Serve("/game.zip", ScriptedReply::Trickle(archive, 16384, 200));
+
+    const InstallerRun run = RunInstaller([](HWND window, const SeenWindow& seen) {
+        if (seen.className == "QFUpdaterWnd") CloseWindowLikeUser(window);
+    });
+
+    ASSERT_FALSE(run.timedOut);
+    EXPECT_EQ(run.exitCode, 0u);
+    EXPECT_TRUE(run.MessageBoxes().empty());
+    const auto lines = LogMessages(JoinPath(folder, LogFileName));
+    ASSERT_GE(lines.size(), 4u);
+    EXPECT_EQ(lines[lines.size() - 4].rfind("winhttp: download CANCELLED by user after ", 0), 0u) << lines[lines.size() - 4];
+    EXPECT_EQ(Tail(lines, 3), (std::vector<std::string>{"download: CANCELLED by user",
+                                                        "cancelled by user during download; nothing installed",
+                                                        "==== launcher run end (cancelled) ===="}));
+    EXPECT_EQ(server.Requests().size(), 2u) << "no second attempt after a cancel";
+    ExpectNothingRecorded(folder);
+}
