@@ -8,11 +8,8 @@ set -euo pipefail
 
 source_dir=$(cd "$(dirname "$0")/.." && pwd)
 build_dir=$(realpath -m "${1:-$source_dir/build}")
-if [ ! -f "$build_dir/build.ninja" ]; then
-  cmake -S "$source_dir" -B "$build_dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-    -DCMAKE_TOOLCHAIN_FILE="$source_dir/cmake/mingw-w64-x86_64.cmake" > /dev/null
-fi
-ninja -C "$build_dir" -j2 digest_bench > /dev/null
+source "$source_dir/bench/lib.sh"
+build_targets "$build_dir" digest_bench
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -22,16 +19,6 @@ head -c 1G /dev/urandom > "$data"
 export WINEPREFIX="$build_dir/bench-wineprefix" WINEDEBUG=-all
 runs=3
 
-best_of() {  # prints the shortest wall time of $runs runs of the command, in seconds
-  local best="" start end
-  for _ in $(seq "$runs"); do
-    start=$(date +%s.%N)
-    "$@" > /dev/null
-    end=$(date +%s.%N)
-    best=$(echo "$start $end ${best:-1e9}" | awk '{ t = $2 - $1; print (t < $3 ? t : $3) }')
-  done
-  echo "$best"
-}
 
 openssl_time=$(best_of openssl dgst -sha256 "$data")
 sha256sum_time=$(best_of sha256sum "$data")
@@ -49,8 +36,6 @@ for _ in $(seq "$runs"); do
   done < <(wine "$build_dir/bin/digest_bench.exe" "Z:$data" | tr -d '\r')
 done
 
-ratio() { echo "$1 $2" | awk '{ printf "%.2f", $1 / $2 }'; }
-mib_per_s() { echo "$1" | awk '{ printf "%.0f", 1024 / $1 }'; }
 printf '1 GiB file, best of %d runs (seconds, MiB/s)\n' "$runs"
 printf '  openssl dgst -sha256   %6.3f s  %5s MiB/s\n' "$openssl_time" "$(mib_per_s "$openssl_time")"
 printf '  sha256sum              %6.3f s  %5s MiB/s\n' "$sha256sum_time" "$(mib_per_s "$sha256sum_time")"

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
 #include <optional>
@@ -12,7 +13,9 @@
 #include "common/paths.h"
 #include "common/text.h"
 #include "tests/e2e/harness.h"
+#include "tests/support/archives.h"
 #include "tests/support/http_test_server.h"
+#include "tests/support/shell_links.h"
 #include "tests/support/test_files.h"
 
 namespace {
@@ -121,4 +124,62 @@ TEST_F(FirstRun, ChosenFolderThatIsInstalledHandsOffAtOnce) {
               }));
     EXPECT_EQ(LauncherStarts(folder, 1).size(), 1u);
     EXPECT_TRUE(server.Requests().empty());
+}
+
+// A first run that could not reach the server leaves the chosen folder registered; the next
+// run asks nothing, goes straight to the version check there and installs a playable game.
+TEST_F(FirstRun, NextRunResumesInTheChosenFolderAndInstalls) {
+    const std::string folder = defaultFolder_ + "\\Game";
+    CreateFolderTree(folder);
+    HttpTestServer server;  // nothing served yet: version.txt answers 404
+
+    const InstallerRun failed = RunInstaller(ChooseInPicker("Game"));
+    ASSERT_EQ(failed.exitCode, 1u);
+    ASSERT_EQ(failed.MessageBoxes().size(), 2u);  // the picker, then the error
+    EXPECT_EQ(failed.MessageBoxes()[1].text,
+              "Could not reach the download server.\nCheck your internet connection and run the installer again.");
+
+    const std::string archive = MakeZip({{"Launcher_x64_win.exe", ReadFileBytes(BuiltProgram("stand_in_launcher.exe"))},
+                                         {"Game_x64_win.exe", "the game"}});
+    server.Serve("/version.txt", ScriptedReply::Ok("1.0.0\n" + Sha256Hex(archive) + "\n"));
+    server.Serve("/game.zip", ScriptedReply::Ok(archive));
+    const std::string shortcut = DesktopShortcutPath();
+    DeleteFileA(shortcut.c_str());
+
+    // When the success box is up, the install is recorded and the launcher not yet started.
+    std::vector<std::string> logWhileBoxShown;
+    bool recordedBeforeBox = false;
+    const InstallerRun installed = RunInstaller([&](HWND window, const SeenWindow&) {
+        if (!IsDialogWindow(window)) return;
+        logWhileBoxShown = LogMessages(JoinPath(folder, LogFileName));
+        recordedBeforeBox = PathExists(JoinPath(folder, VersionFileName)) &&
+                            PathExists(JoinPath(folder, MarkerFileName)) && PathExists(shortcut);
+        PressDialogButton(window, IDOK);
+    });
+
+    ASSERT_FALSE(installed.timedOut);
+    EXPECT_EQ(installed.exitCode, 0u);
+    ASSERT_EQ(installed.windows.size(), 2u) << "no folder dialog this time";
+    EXPECT_EQ(installed.windows[0].className, "QFUpdaterWnd");
+    EXPECT_EQ(installed.windows[1].caption, "Quarnfell Ostvale");
+    EXPECT_TRUE(recordedBeforeBox);
+    ASSERT_FALSE(logWhileBoxShown.empty());
+    EXPECT_EQ(logWhileBoxShown.back(), "desktop shortcut created: " + shortcut);
+
+    const auto lines = LogMessages(JoinPath(folder, LogFileName));
+    const auto secondRun = std::find(lines.begin() + 1, lines.end(), "==== launcher run start ====");
+    ASSERT_NE(secondRun, lines.end()) << "the second run appends to the same log";
+    EXPECT_EQ(secondRun[1], "install path: " + folder);
+    EXPECT_EQ(secondRun[2].rfind("version check: GET http://", 0), 0u);
+    EXPECT_EQ(lines[lines.size() - 2], "resident launcher started");
+    EXPECT_EQ(lines.back(), "==== launcher run end (installed + handoff) ====");
+    EXPECT_EQ(RegisteredInstallPath(), folder);
+
+    // The shortcut starts the launcher in the install folder.
+    const LinkProperties link = ReadLink(shortcut);
+    EXPECT_EQ(link.target, JoinPath(folder, LauncherExeName));
+    EXPECT_EQ(link.workingFolder, folder);
+    const auto starts = LauncherStarts(folder, 1);
+    ASSERT_EQ(starts.size(), 1u);
+    EXPECT_EQ(starts[0].second, folder);
 }

@@ -1,7 +1,6 @@
 // A player's first run into a registered, empty folder: version check, download, digest,
 // unpacking, the install record, the success box and the hand-off, against a scripted server.
 #include <windows.h>
-#include <shlobj.h>
 
 #include <gtest/gtest.h>
 
@@ -14,6 +13,7 @@
 #include "tests/e2e/harness.h"
 #include "tests/support/archives.h"
 #include "tests/support/http_test_server.h"
+#include "tests/support/shell_links.h"
 #include "tests/support/test_files.h"
 
 namespace {
@@ -35,17 +35,11 @@ std::string ServerUrl(const std::string& path) {
     return std::string("http://") + DownloadServerHost + ":" + std::to_string(DownloadServerPort) + path;
 }
 
-std::string DesktopShortcut() {
-    wchar_t desktop[MAX_PATH] = {};
-    SHGetFolderPathW(nullptr, CSIDL_DESKTOPDIRECTORY, nullptr, SHGFP_TYPE_CURRENT, desktop);
-    return WideToNarrow(desktop) + "\\Quarnfell Ostvale.lnk";
-}
-
 // A registered folder that exists but holds nothing yet.
 std::string RegisteredEmptyFolder(const std::string& name) {
     const std::string folder = FreshTestFolder(name);
     SetRegisteredInstallPath(folder);
-    DeleteFileA(DesktopShortcut().c_str());
+    DeleteFileA(DesktopShortcutPath().c_str());
     return folder;
 }
 
@@ -53,7 +47,7 @@ std::string RegisteredEmptyFolder(const std::string& name) {
 void ExpectNothingRecorded(const std::string& folder) {
     EXPECT_FALSE(PathExists(JoinPath(folder, ArchiveFileName)));
     EXPECT_FALSE(PathExists(JoinPath(folder, MarkerFileName)));
-    EXPECT_FALSE(PathExists(DesktopShortcut()));
+    EXPECT_FALSE(PathExists(DesktopShortcutPath()));
     EXPECT_TRUE(LauncherStarts(folder, 0).empty());
 }
 
@@ -114,7 +108,7 @@ TEST(FreshInstall, InstallsRecordsAndHandsOver) {
                   "install: SUCCESS (zip downloaded, verified, extracted)",
                   "version.txt: local version written -> 1.0.0",
                   "install.ok written -> folder marked as installed",
-                  "desktop shortcut created: " + DesktopShortcut(),
+                  "desktop shortcut created: " + DesktopShortcutPath(),
                   "resident launcher started",
                   "==== launcher run end (installed + handoff) ====",
               }));
@@ -123,7 +117,7 @@ TEST(FreshInstall, InstallsRecordsAndHandsOver) {
     EXPECT_EQ(ReadFileBytes(JoinPath(folder, VersionFileName)), "1.0.0\r\n" + digest + "\r\n");
     EXPECT_EQ(ReadFileBytes(JoinPath(folder, MarkerFileName)), "ok\r\n");
     EXPECT_FALSE(PathExists(JoinPath(folder, ArchiveFileName)));
-    EXPECT_TRUE(PathExists(DesktopShortcut()));
+    EXPECT_TRUE(PathExists(DesktopShortcutPath()));
     EXPECT_EQ(RegisteredInstallPath(), folder);
     const auto starts = LauncherStarts(folder, 1);
     ASSERT_EQ(starts.size(), 1u);
@@ -297,4 +291,29 @@ TEST(FreshInstall, ClosingTheProgressWindowCancelsQuietly) {
                                                         "==== launcher run end (cancelled) ===="}));
     EXPECT_EQ(server.Requests().size(), 2u) << "no second attempt after a cancel";
     ExpectNothingRecorded(folder);
+}
+
+TEST(FreshInstall, LauncherThatCannotStartAfterInstallStillEndsWell) {
+    const std::string folder = RegisteredEmptyFolder("e2e-install-bad-launcher");
+    const std::string archive = MakeZip({{"Launcher_x64_win.exe", "no program"}, {"Game_x64_win.exe", "the game"}});
+    HttpTestServer server;
+    server.Serve("/version.txt", ScriptedReply::Ok("1.0.0\n" + Sha256Hex(archive) + "\n"));
+    server.Serve("/game.zip", ScriptedReply::Ok(archive));
+
+    const InstallerRun run = RunInstaller();
+
+    ASSERT_FALSE(run.timedOut);
+    EXPECT_EQ(run.exitCode, 0u);
+    const auto boxes = run.MessageBoxes();
+    ASSERT_EQ(boxes.size(), 2u);
+    EXPECT_EQ(boxes[0].caption, "Quarnfell Ostvale");
+    EXPECT_EQ(boxes[1].caption, ErrorCaption);
+    EXPECT_EQ(boxes[1].text, "Install complete, but the launcher could not be started.\n"
+                             "Open Launcher_x64_win.exe from your install folder.");
+    EXPECT_EQ(boxes[1].icon, BoxIcon::Error) << BoxIconName(boxes[1].icon);
+    const auto lines = LogMessages(JoinPath(folder, LogFileName));
+    ASSERT_GE(lines.size(), 2u);
+    EXPECT_EQ(lines[lines.size() - 2].rfind("CreateProcessA(launcher) FAILED, GetLastError=", 0), 0u);
+    EXPECT_EQ(lines.back(), "==== launcher run end (installed + handoff) ====");
+    EXPECT_EQ(ReadFileBytes(JoinPath(folder, MarkerFileName)), "ok\r\n") << "the install itself stands";
 }

@@ -11,38 +11,12 @@
 #include "common/unique_handle.h"
 #include "log/run_log.h"
 #include "shell/desktop_shortcut.h"
+#include "tests/support/shell_links.h"
 #include "tests/support/test_files.h"
 
 namespace {
 constexpr char ShellFoldersKey[] =
     "Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders";
-
-struct LinkProperties {
-    std::string target, workingFolder, description, iconFile;
-    int iconIndex = -1;
-};
-
-LinkProperties ReadLink(const std::string& path) {
-    LinkProperties properties;
-    ComPtr<IShellLinkW> link;
-    ComPtr<IPersistFile> file;
-    if (FAILED(CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkW,
-                                link.PutVoid())) ||
-        FAILED(link->QueryInterface(IID_IPersistFile, file.PutVoid())) ||
-        FAILED(file->Load(NarrowToWide(path).c_str(), STGM_READ))) {
-        return properties;
-    }
-    wchar_t text[MAX_PATH] = {};
-    link->GetPath(text, MAX_PATH, nullptr, SLGP_RAWPATH);
-    properties.target = WideToNarrow(text);
-    link->GetWorkingDirectory(text, MAX_PATH);
-    properties.workingFolder = WideToNarrow(text);
-    link->GetDescription(text, MAX_PATH);
-    properties.description = WideToNarrow(text);
-    link->GetIconLocation(text, MAX_PATH, &properties.iconIndex);
-    properties.iconFile = WideToNarrow(text);
-    return properties;
-}
 
 // Moves the user's desktop to a folder of the test's own, the way the shell records a
 // redirected desktop, and puts it back afterwards.
