@@ -1,9 +1,10 @@
 #!/bin/bash
 # A player's first run, under Wine: builds the installer, publishes a small sample game with
-# the publish tool, serves it from nginx on 127.0.0.1:8080 and runs the installer. The UI
-# robot confirms the success box; screenshots of the progress window and the success box are
-# saved. Prints the run log, the installed files and the screenshots' paths. Exit code 0 only
-# when the installer ended well and the game is installed.
+# the publish tool, serves it from nginx on 127.0.0.1:8080 and runs the installer with nothing
+# registered. The UI robot plays the player: it accepts the proposed folder in the folder
+# picker and confirms the success box. Screenshots of the picker, the progress window and the
+# success box are saved. Prints the run log, the installed files, the desktop shortcut and the
+# screenshots' paths. Exit code 0 only when the installer ended well and the game is installed.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=$root/build-demo
@@ -49,19 +50,24 @@ http {
 NGINX
 nginx -p "$demo" -c "$demo/nginx.conf"
 
-install_folder='C:\Games\QuarnfellOstvale'
-install_unix=$WINEPREFIX/drive_c/Games/QuarnfellOstvale
-rm -rf "$install_unix"
-rm -f "$WINEPREFIX"/drive_c/users/*/Desktop/"Quarnfell Ostvale.lnk"
-# The folder dialog is not shown: the player is taken to have chosen this folder already.
-"$WINE" reg add 'HKCU\Software\QuarnfellOstvale' /v InstallPath /t REG_SZ /d "$install_folder" /f >/dev/null 2>&1
-mkdir -p "$install_unix"
+# A first run: nothing registered, so the installer proposes <profile>\QuarnfellOstvale.
+profile_unix=$(echo "$WINEPREFIX"/drive_c/users/"$(id -un)")
+install_folder="C:\\users\\$(id -un)\\QuarnfellOstvale"
+install_unix=$profile_unix/QuarnfellOstvale
+rm -rf "$install_unix" "$profile_unix/Desktop/Quarnfell Ostvale.lnk"
+"$WINE" reg delete 'HKCU\Software\QuarnfellOstvale' /f >/dev/null 2>&1 || true
 
 echo "== running the installer"
 "$WINE" "$build/bin/QuarnfellOstvale.exe" &
 installer=$!
 robot() { "$WINE" "$build/bin/qo_robot.exe" "$@"; }
 screenshot() { import -display "$DISPLAY" -window root "$demo/$1" && echo "screenshot: $demo/$1"; }
+picker='Choose where to install Quarnfell Ostvale'
+if robot wait "#32770" "$picker" 60; then
+    sleep 1
+    screenshot folder-picker.png
+    robot choose "$picker" "$install_folder" 10
+fi
 if robot wait QFUpdaterWnd "" 60; then
     sleep 1.5
     screenshot progress-window.png
@@ -82,7 +88,9 @@ echo "== $install_folder\\launcher.log"
 cat "$install_unix/launcher.log"
 echo "== installed files"
 (cd "$install_unix" && find . -type f | sort)
+echo "== desktop shortcut"
+ls -la "$profile_unix/Desktop/"
 echo "== the launcher was started as (command line, working folder):"
 cat "$install_unix/launcher-starts.txt" 2>/dev/null || echo "(not started)"
-echo "== screenshots: $demo/progress-window.png $demo/message-box.png"
+echo "== screenshots: $demo/folder-picker.png $demo/progress-window.png $demo/message-box.png"
 [ "$status" -eq 0 ] && [ -f "$install_unix/install.ok" ]
