@@ -5,7 +5,7 @@
 #   install:  the installer from start to exit, its success box pressed at once by the UI
 #             robot, vs curl + openssl dgst -sha256 + bsdtar -x one after the other.
 # The installer unpacks with the test bed's stand-in tar.exe, the baseline with bsdtar.
-# Usage: bench/run_install_bench.sh [build folder]     (RUNS=n for more than 3 runs each)
+# Usage: bench/run_install_bench.sh [build folder]   (RUNS=n runs each, SIZE_MIB=n data size)
 set -euo pipefail
 
 source_dir=$(cd "$(dirname "$0")/.." && pwd)
@@ -16,6 +16,7 @@ command -v bsdtar curl openssl nginx > /dev/null || { echo "needs bsdtar, curl, 
 build_targets "$build_dir" QuarnfellOstvale download_bench stand_in_launcher stand_in_tar qo_robot
 
 work=$(mktemp -d -p "$build_dir")
+chmod 755 "$work"  # nginx's workers run as another user
 wine_dir=$build_dir/wine
 cleanup() {
   [ -f "$work/nginx.pid" ] && nginx -p "$work" -c "$work/nginx.conf" -s stop 2> /dev/null || true
@@ -26,8 +27,8 @@ trap cleanup EXIT
 "$source_dir/tests/wine/prefix.sh" start "$wine_dir" "$build_dir/bin/stand_in_tar.exe" > /dev/null
 source "$source_dir/tests/wine/env.sh" "$wine_dir"
 
-# A release of 1 GiB that does not compress, stored as it is.
-head -c 1G /dev/urandom > "$work/blob.pak"
+# A release that does not compress (1 GiB unless SIZE_MIB says otherwise), stored as it is.
+head -c "${SIZE_MIB:-1024}M" /dev/urandom > "$work/blob.pak"
 python3 - "$work" "$build_dir/bin/stand_in_launcher.exe" <<'PY'
 import sys, zipfile
 work, launcher = sys.argv[1:]
@@ -53,10 +54,10 @@ http {
 NGINX
 nginx -p "$work" -c "$work/nginx.conf"
 
-curl_download() { curl -s -o "$work/curl.zip" http://127.0.0.1:8080/game.zip; }
+curl_download() { curl -sf -o "$work/curl.zip" http://127.0.0.1:8080/game.zip; }
 baseline_install() {
   rm -rf "$work/baseline" && mkdir "$work/baseline"
-  curl -s -o "$work/baseline/game.zip" http://127.0.0.1:8080/game.zip
+  curl -sf -o "$work/baseline/game.zip" http://127.0.0.1:8080/game.zip
   [ "$(openssl dgst -sha256 -r "$work/baseline/game.zip" | cut -d' ' -f1)" = "$digest" ]
   bsdtar -x -f "$work/baseline/game.zip" -C "$work/baseline"
   rm "$work/baseline/game.zip"

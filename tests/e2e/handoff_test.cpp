@@ -1,6 +1,4 @@
 // A player starts the installer again: the registered folder decides what happens.
-#include <winsock2.h>
-#include <ws2tcpip.h>
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -8,42 +6,11 @@
 #include "common/names.h"
 #include "common/paths.h"
 #include "tests/e2e/harness.h"
+#include "tests/support/http_test_server.h"
 #include "tests/support/test_files.h"
 
 namespace {
 constexpr char ErrorCaption[] = "Quarnfell Ostvale Launcher";
-
-// Listens where the download server would be and tells whether anyone knocked.
-class ServerPortWatch {
-public:
-    ServerPortWatch() {
-        WSADATA data;
-        WSAStartup(MAKEWORD(2, 2), &data);
-        socket_ = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(DownloadServerPort);
-        inet_pton(AF_INET, DownloadServerHost, &address.sin_addr);
-        const BOOL reuse = TRUE;
-        setsockopt(socket_, SOL_SOCKET, SO_REUSEADDR, reinterpret_cast<const char*>(&reuse), sizeof reuse);
-        EXPECT_EQ(bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0) << WSAGetLastError();
-        EXPECT_EQ(listen(socket_, 4), 0);
-    }
-    ~ServerPortWatch() {
-        closesocket(socket_);
-        WSACleanup();
-    }
-    bool Contacted() const {
-        fd_set pending;
-        FD_ZERO(&pending);
-        FD_SET(socket_, &pending);
-        timeval now{0, 0};
-        return select(0, &pending, nullptr, nullptr, &now) > 0;
-    }
-
-private:
-    SOCKET socket_ = INVALID_SOCKET;
-};
 
 std::string LogOf(const std::string& folder) { return JoinPath(folder, LogFileName); }
 }  // namespace
@@ -53,7 +20,7 @@ TEST(HandOff, InstalledFolderOnlyStartsTheLauncher) {
     const std::string folder = FreshTestFolder("e2e-handoff\\Spiel \xe4");
     MakeInstalledFolder(folder);
     SetRegisteredInstallPath(folder);
-    ServerPortWatch server;
+    HttpTestServer server;
 
     const InstallerRun run = RunInstaller();
 
@@ -71,7 +38,7 @@ TEST(HandOff, InstalledFolderOnlyStartsTheLauncher) {
     ASSERT_EQ(starts.size(), 1u);
     EXPECT_EQ(starts[0].first, "\"" + JoinPath(folder, LauncherExeName) + "\"");
     EXPECT_EQ(starts[0].second, folder);
-    EXPECT_FALSE(server.Contacted());
+    EXPECT_TRUE(server.Requests().empty()) << "the hand-off never asks the server";
     EXPECT_EQ(RegisteredInstallPath(), folder) << "the registration is left as it was";
 }
 
