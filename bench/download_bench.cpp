@@ -1,7 +1,7 @@
 // Times the installer's archive download: one request for /game.zip streamed to the file named
-// on the command line, with the progress window updated and pumped as in a real install.
-// Prints the seconds taken and the bytes written; the timing is inside the process, so Wine's
-// start-up does not count.
+// on the command line; with a second argument "window", under the progress window, updated
+// and pumped after every chunk as in a real install. Prints the seconds taken and the bytes
+// written; the timing is inside the process, so Wine's start-up does not count.
 #include <windows.h>
 
 #include <cstdio>
@@ -12,7 +12,7 @@
 
 int main(int argc, char** argv) {
     if (argc < 2) {
-        std::fprintf(stderr, "usage: download_bench FILE\n");
+        std::fprintf(stderr, "usage: download_bench FILE [window]\n");
         return 2;
     }
     ProgressWindow* progress = nullptr;
