@@ -32,6 +32,7 @@ TEST(ParentFolder, DropsTheLastElementButNeverTheRoot) {
         {"C:/Games/Setup.exe", "C:/Games"},
         {"\\\\server\\share\\Setup.exe", "\\\\server\\share"},
         {"\\Setup.exe", "\\"},
+        {"\\:\\Setup.exe", "\\:"},  // a colon after the root is no drive
         {"Setup.exe", ""},
         {"", ""},
     };
