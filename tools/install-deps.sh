@@ -8,6 +8,7 @@ packages=(
     googletest libz-mingw-w64-dev                           # test framework; zlib for the stand-in tar
     libarchive-tools zip                                    # the real bsdtar the stand-in is held to
     nginx-light                                             # a real download server on loopback
+    clang libclang-rt-14-dev                                # native sanitizer and libFuzzer builds
 )
 missing=()
 for package in "${packages[@]}"; do

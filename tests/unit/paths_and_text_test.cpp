@@ -6,24 +6,6 @@
 #include "common/text.h"
 #include "tests/support/test_files.h"
 
-TEST(JoinPath, AddsOneSeparatorOnlyWhereNeeded) {
-    const struct {
-        const char* folder;
-        const char* expected;
-    } cases[] = {
-        {"C:\\Games\\QuarnfellOstvale", "C:\\Games\\QuarnfellOstvale\\x.exe"},
-        {"D:\\Games\\", "D:\\Games\\x.exe"},
-        {"D:/Games/", "D:/Games/x.exe"},
-        {"C:", "C:x.exe"},
-        {"C:\\", "C:\\x.exe"},
-        {"", "x.exe"},
-        {"relative", "relative\\x.exe"},
-        {"C:\\a\\..\\b", "C:\\a\\..\\b\\x.exe"},  // never resolved
-        {"\\\\server\\share", "\\\\server\\share\\x.exe"},
-    };
-    for (const auto& c : cases) EXPECT_EQ(JoinPath(c.folder, "x.exe"), c.expected) << c.folder;
-}
-
 TEST(TextConversion, UsesTheAnsiCodePageBothWays) {
     ASSERT_EQ(GetACP(), 1252u) << "the test prefix is expected to run in code page 1252";
     EXPECT_EQ(NarrowToWide("C:\\Spiel \xe4\x80"), L"C:\\Spiel \u00e4\u20ac");
@@ -35,11 +17,6 @@ TEST(TextConversion, UsesTheAnsiCodePageBothWays) {
     EXPECT_EQ(WideToNarrow(L"D:\\\u65e5\u672c"), "D:\\??");
     // Conversion stops at the first NUL, as the platform's counted-by-NUL calls do.
     EXPECT_EQ(NarrowToWide(std::string("ab\0cd", 5)), L"ab");
-}
-
-TEST(ToLowerAscii, FoldsOnlyAsciiCapitals) {
-    EXPECT_EQ(ToLowerAscii("E3B0C442 AbZ@[`{"), "e3b0c442 abz@[`{");
-    EXPECT_EQ(ToLowerAscii("\xc4\xd6\xdc"), "\xc4\xd6\xdc");  // Ä Ö Ü stay as they are
 }
 
 TEST(PathExists, TellsPresentFromAbsentWithoutErrors) {
@@ -58,21 +35,4 @@ TEST(PathExists, TellsPresentFromAbsentWithoutErrors) {
         EXPECT_FALSE(PathExists(absent, &error)) << absent;
         EXPECT_EQ(error, 0u) << absent;
     }
-}
-
-TEST(ParentFolder, DropsTheLastElementButNeverTheRoot) {
-    const struct {
-        const char* path;
-        const char* parent;
-    } cases[] = {
-        {"C:\\Games\\Setup.exe", "C:\\Games"},
-        {"C:\\Setup.exe", "C:\\"},
-        {"C:\\Games\\\\Setup.exe", "C:\\Games"},
-        {"C:/Games/Setup.exe", "C:/Games"},
-        {"\\\\server\\share\\Setup.exe", "\\\\server\\share"},
-        {"\\Setup.exe", "\\"},
-        {"Setup.exe", ""},
-        {"", ""},
-    };
-    for (const auto& c : cases) EXPECT_EQ(ParentFolder(c.path), c.parent) << c.path;
 }
