@@ -20,12 +20,11 @@ void PressOkOnDialogs(HWND window, const SeenWindow&) {
 
 std::string InstallerPath() { return BuiltProgram("QuarnfellOstvale.exe"); }
 
-InstallerRun RunInstaller(const WindowAnswer& answer, DWORD timeLimitMs) {
+InstallerRun RunInstaller(const WindowAnswer& answer, DWORD timeLimitMs, const std::string& program) {
     InstallerRun run;
     STARTUPINFOA startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION process{};
-    const std::string program = InstallerPath();
     std::string commandLine = "\"" + program + "\"";
     if (!CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
                         &startup, &process)) {

@@ -29,8 +29,10 @@ using WindowAnswer = std::function<void(HWND window, const SeenWindow& seen)>;
 // Presses OK on every dialog, as a user who reads each box and confirms it.
 void PressOkOnDialogs(HWND window, const SeenWindow& seen);
 
-// Starts the installer (with no arguments, as a player does) and answers its windows until it
-// ends; a run that outlives the time limit is ended and marked timedOut.
-InstallerRun RunInstaller(const WindowAnswer& answer = PressOkOnDialogs, DWORD timeLimitMs = 60000);
-
 std::string InstallerPath();
+
+// Starts the installer (with no arguments, as a player does) and answers its windows until it
+// ends; a run that outlives the time limit is ended and marked timedOut. `program` may be a
+// copy of the installer elsewhere, or another program to be watched the same way.
+InstallerRun RunInstaller(const WindowAnswer& answer = PressOkOnDialogs, DWORD timeLimitMs = 60000,
+                          const std::string& program = InstallerPath());

@@ -317,3 +317,84 @@ TEST(FreshInstall, LauncherThatCannotStartAfterInstallStillEndsWell) {
     EXPECT_EQ(lines.back(), "==== launcher run end (installed + handoff) ====");
     EXPECT_EQ(ReadFileBytes(JoinPath(folder, MarkerFileName)), "ok\r\n") << "the install itself stands";
 }
+
+namespace {
+// Wine's load order for some DLLs of one program ("native,builtin" prefers a DLL beside the
+// program, "" refuses to load it), for the object's lifetime. Set in the registry because Wine
+// takes WINEDLLOVERRIDES from the Unix environment, never from the one a program passes on.
+class ScopedWineDllOrder {
+public:
+    ScopedWineDllOrder(const std::string& program, const std::vector<std::string>& dlls, const std::string& order)
+        : key_("Software\\Wine\\AppDefaults\\" + program) {
+        for (const std::string& dll : dlls) {
+            RegSetKeyValueA(HKEY_CURRENT_USER, (key_ + "\\DllOverrides").c_str(), dll.c_str(), REG_SZ, order.c_str(),
+                            static_cast<DWORD>(order.size() + 1));
+        }
+    }
+    ~ScopedWineDllOrder() { RegDeleteTreeA(HKEY_CURRENT_USER, key_.c_str()); }
+    ScopedWineDllOrder(const ScopedWineDllOrder&) = delete;
+    ScopedWineDllOrder& operator=(const ScopedWineDllOrder&) = delete;
+
+private:
+    std::string key_;
+};
+}  // namespace
+
+// The installer runs from a Downloads folder where DLLs named like the two it loads at run time
+// were planted, and Wine prefers a DLL beside the program, as Windows' search order does.
+TEST(FreshInstall, IgnoresDllsPlantedBesideTheInstaller) {
+    const std::string downloads = FreshTestFolder("e2e-planting\\Downloads");
+    const std::string installer = JoinPath(downloads, "QuarnfellOstvale.exe");
+    const std::string control = JoinPath(downloads, "plain_importer.exe");
+    ASSERT_TRUE(CopyFileA(InstallerPath().c_str(), installer.c_str(), FALSE));
+    ASSERT_TRUE(CopyFileA(BuiltProgram("plain_importer.exe").c_str(), control.c_str(), FALSE));
+    const std::vector<std::string> planted = {"winhttp.dll", "comctl32.dll"};
+    for (const std::string& dll : planted) {
+        ASSERT_TRUE(CopyFileA(BuiltProgram("planted.dll").c_str(), JoinPath(downloads, dll).c_str(), FALSE));
+    }
+    const ScopedWineDllOrder installerPrefersPlanted("QuarnfellOstvale.exe", {"winhttp", "comctl32"}, "native,builtin");
+    const ScopedWineDllOrder controlPrefersPlanted("plain_importer.exe", {"winhttp", "comctl32"}, "native,builtin");
+    auto loadedBy = [&](const std::string& dll) { return ReadFileBytes(JoinPath(downloads, dll + ".loaded")); };
+
+    // A program that does not limit its DLL search loads both planted DLLs from there.
+    const InstallerRun unlimited = RunInstaller(PressOkOnDialogs, 20000, control);
+    ASSERT_EQ(unlimited.exitCode, 0u);
+    for (const std::string& dll : planted) {
+        EXPECT_EQ(loadedBy(dll), control) << dll;
+        DeleteFileA(JoinPath(downloads, dll + ".loaded").c_str());
+    }
+
+    const std::string folder = RegisteredEmptyFolder("e2e-planting\\Game");
+    const std::string archive = GameArchive();
+    HttpTestServer server;
+    server.Serve("/version.txt", ScriptedReply::Ok("1.0.0\n" + Sha256Hex(archive) + "\n"));
+    server.Serve("/game.zip", ScriptedReply::Ok(archive));
+
+    const InstallerRun run = RunInstaller(PressOkOnDialogs, 60000, installer);
+
+    ASSERT_FALSE(run.timedOut);
+    EXPECT_EQ(run.exitCode, 0u);
+    ASSERT_FALSE(run.windows.empty());
+    EXPECT_EQ(run.windows[0].className, "QFUpdaterWnd") << "the progress window needs comctl32";
+    EXPECT_EQ(LogMessages(JoinPath(folder, LogFileName)).back(), "==== launcher run end (installed + handoff) ====");
+    for (const std::string& dll : planted) EXPECT_EQ(loadedBy(dll), "") << dll << " was loaded from " << downloads;
+}
+
+TEST(FreshInstall, SystemDllThatCannotLoadEndsTheRunWithAnError) {
+    const std::string folder = RegisteredEmptyFolder("e2e-install-no-winhttp");
+    const ScopedWineDllOrder noWinHttp("QuarnfellOstvale.exe", {"winhttp"}, "");
+
+    const InstallerRun run = RunInstaller();
+
+    ASSERT_FALSE(run.timedOut);
+    EXPECT_EQ(run.exitCode, 1u);
+    const auto boxes = run.MessageBoxes();
+    ASSERT_EQ(boxes.size(), 1u);
+    EXPECT_EQ(boxes[0].caption, ErrorCaption);
+    EXPECT_EQ(boxes[0].text, "A part of Windows that the installer needs is missing or damaged.\n"
+                             "Repair Windows and run the installer again.");
+    const auto lines = LogMessages(JoinPath(folder, LogFileName));
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.back().rfind("dll: cannot load winhttp.dll, GetLastError=", 0), 0u) << lines.back();
+    ExpectNothingRecorded(folder);
+}
