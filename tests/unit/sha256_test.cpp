@@ -70,4 +70,44 @@ TEST(Sha256File, FileThatCannotBeOpenedGivesEmptyText) {
     EXPECT_EQ(ComputeFileSha256(path), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
 }
 
+// Past 4 GiB every 32-bit count has wrapped: the read offset, the bytes hashed, the length
+// field in the padding. The file is sparse, so it costs no disk, and it holds text at its head,
+// across the 4 GiB mark and at its end, so a read that wraps or stops early changes the digest.
+// The expected digest comes from sha256sum on the same layout:
+//   python3 -c 'f=open("f","wb"); s=(4<<30)+(1<<20)+13; f.seek(0); f.write(b"head of the file");
+//     f.seek((4<<30)-5); f.write(b"across 4 GiB"); f.seek(s-14); f.write(b"the last bytes");
+//     f.truncate(s)' && sha256sum f
+TEST(Sha256File, DigestsAFileLargerThanFourGiBOnEveryPath) {
+    const unsigned long long size = (4ull << 30) + (1 << 20) + 13;
+    const struct {
+        unsigned long long offset;
+        std::string text;
+    } pieces[] = {{0, "head of the file"}, {(4ull << 30) - 5, "across 4 GiB"}, {size - 14, "the last bytes"}};
+    const std::string path = JoinPath(FreshTestFolder("sha256-large"), "sparse.bin");
+    {
+        UniqueFile file(CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+        ASSERT_TRUE(file);
+        // Windows zero-fills the gaps of a file that is not marked sparse; Wine's files are
+        // sparse anyway and it may refuse the request.
+        DWORD returned = 0;
+        DeviceIoControl(file.Get(), FSCTL_SET_SPARSE, nullptr, 0, nullptr, 0, &returned, nullptr);
+        for (const auto& piece : pieces) {
+            LARGE_INTEGER at;
+            at.QuadPart = static_cast<LONGLONG>(piece.offset);
+            ASSERT_TRUE(SetFilePointerEx(file.Get(), at, nullptr, FILE_BEGIN));
+            DWORD written = 0;
+            ASSERT_TRUE(WriteFile(file.Get(), piece.text.data(), static_cast<DWORD>(piece.text.size()), &written,
+                                  nullptr));
+        }
+        LARGE_INTEGER length = {};
+        ASSERT_TRUE(GetFileSizeEx(file.Get(), &length));
+        ASSERT_EQ(static_cast<unsigned long long>(length.QuadPart), size);
+    }
+    for (Sha256BlockFunction compress : BlockFunctions()) {
+        EXPECT_EQ(ComputeFileSha256With(path, compress),
+                  "5aace49e870a96b7cc0a92c7181f7610ac01b38c44b5f7b24856cad1fabf32b3");
+    }
+    DeleteFileA(path.c_str());
+}
+
 }  // namespace
