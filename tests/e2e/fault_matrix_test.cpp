@@ -6,11 +6,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstring>
 #include <functional>
 #include <memory>
 
 #include "common/names.h"
 #include "common/paths.h"
+#include "common/text.h"
 #include "common/unique_handle.h"
 #include "tests/e2e/harness.h"
 #include "tests/e2e/install_fixtures.h"
@@ -28,6 +31,7 @@ constexpr char Incomplete[] = "The game files are incomplete.\nPlease run the in
 constexpr char Installed[] = "";  // the success box: the run ends well
 constexpr char GaveUp[] = "download/verify/extract FAILED; no markers written";
 constexpr char DownloadFailed[] = "download: FAILED (see winhttp lines above)";
+constexpr char EndInstalled[] = "==== launcher run end (installed + handoff) ====";
 constexpr char Unpacked[] = "install: SUCCESS (zip downloaded, verified, extracted)";
 
 // Something the row arranges on the machine before the run and puts back afterwards.
@@ -43,6 +47,7 @@ struct Fault {
     std::vector<std::string> logEnd;
     size_t requests;
     Arrangement arrange = nullptr;
+    std::string folder = "";  // the install folder, when not the row's own under C:\qo-tests
 };
 
 bool LineMatches(const std::string& expected, const std::string& actual) {
@@ -84,6 +89,17 @@ Arrangement HeldOpen(const char* name) {
     };
 }
 
+// A folder whose longest file, data\maps\ostvale.map of the game archive, ends exactly at the
+// classic path limit: 259 characters and the terminating NUL.
+std::string FolderAtThePathLimit() {
+    const std::string start = "C:\\qo-tests\\e2e-fault\\";
+    return start + std::string(MAX_PATH - 1 - start.size() - std::strlen("\\data\\maps\\ostvale.map"), 'n');
+}
+
+bool DriveExists(const std::string& folder) {
+    return GetDriveTypeA((folder.substr(0, 2) + "\\").c_str()) != DRIVE_NO_ROOT_DIR;
+}
+
 Arrangement WithoutSystemTar() {
     return [](const std::string&) -> std::function<void()> {
         const std::string tar = SystemTar();
@@ -102,6 +118,13 @@ TEST(FaultMatrix, EveryFaultEndsCleanlyWithTheRightWords) {
     const std::string tiny = MakeZip({{"Launcher_x64_win.exe", "l"}, {"Game_x64_win.exe", "g"}});
     const std::string noLauncher = MakeZip({{"Game_x64_win.exe", "g"}, {"data/readme.txt", "hello"}});
     const std::string corrupt = std::string("PK\x03\x04", 4) + std::string(5000, '\x7f');
+    // Drive F: holds 2 MiB: the first archive does not fit, the second fits but not twice, as
+    // it must while it is unpacked.
+    const std::string overTwoMiB = MakeZip({{"Launcher_x64_win.exe", "l"}, {"Game_x64_win.exe", "g"},
+                                            {"data/blob.pak", std::string(3 << 20, 'b')}});
+    const std::string overOneMiB = MakeZip({{"Launcher_x64_win.exe", "l"}, {"Game_x64_win.exe", "g"},
+                                            {"data/blob.pak", std::string(1200 << 10, 'b')}});
+    const std::string nonAscii = "C:\\qo-tests\\e2e-fault\\Spielst\xe4nde \xd6stvale";
     const ScriptedReply ok = ScriptedReply::Ok(game);
 
     const Fault faults[] = {
@@ -134,11 +157,11 @@ TEST(FaultMatrix, EveryFaultEndsCleanlyWithTheRightWords) {
          {ScriptedReply::Announcing(game.size(), game.substr(0, 100000), ScriptedReply::Ending::Stall), ok},
          Installed,
          {"winhttp: WinHttpQueryDataAvailable failed*", DownloadFailed, "download: attempt 2 of 2",
-          "resident launcher started", "==== launcher run end (installed + handoff) ===="}, 3},
+          "resident launcher started", EndInstalled}, 3},
         {"archive without length", {ScriptedReply::Ok(manifest)}, {ScriptedReply::WithoutLength(game)}, Installed,
-         {"resident launcher started", "==== launcher run end (installed + handoff) ===="}, 2},
+         {"resident launcher started", EndInstalled}, 2},
         {"archive chunked", {ScriptedReply::Ok(manifest)}, {ScriptedReply::Chunked(game, 7000)}, Installed,
-         {"resident launcher started", "==== launcher run end (installed + handoff) ===="}, 2},
+         {"resident launcher started", EndInstalled}, 2},
 
         {"archive corrupt", {ScriptedReply::Ok(published(corrupt))}, {ScriptedReply::Ok(corrupt)}, NotVerified,
          {"tar: exit code 1", "install: extraction FAILED", GaveUp}, 2},
@@ -157,6 +180,23 @@ TEST(FaultMatrix, EveryFaultEndsCleanlyWithTheRightWords) {
          {"winhttp: CreateFileA(*", DownloadFailed, GaveUp}, 3, HeldOpen(ArchiveFileName)},
         {"old launcher still running", {ScriptedReply::Ok(published(tiny))}, {ScriptedReply::Ok(tiny)}, NotVerified,
          {"tar: exit code 1", "install: extraction FAILED", GaveUp}, 2, HeldOpen(LauncherExeName)},
+
+        // The drives are tiny mounts of the test bed. A log line written while the drive is
+        // full is lost (the installer goes on regardless); the lines after game.zip is deleted
+        // have room again. A read-only folder cannot even hold the log.
+        {"install drive full", {ScriptedReply::Ok(published(overTwoMiB))}, {ScriptedReply::Ok(overTwoMiB)},
+         NotVerified, {DownloadFailed, "download: attempt 2 of 2", DownloadFailed, GaveUp}, 3, nullptr,
+         "F:\\downloading"},
+        {"install drive full while unpacking", {ScriptedReply::Ok(published(overOneMiB))},
+         {ScriptedReply::Ok(overOneMiB)}, NotVerified, {"install: extraction FAILED", GaveUp}, 2, nullptr,
+         "F:\\unpacking"},
+        {"install folder read-only", {ScriptedReply::Ok(published(tiny))}, {ScriptedReply::Ok(tiny)}, NotVerified, {},
+         3, nullptr, "R:\\game"},
+        {"folder with non-ASCII name", {ScriptedReply::Ok(manifest)}, {ok}, Installed,
+         {"install path: " + nonAscii, "resident launcher started", EndInstalled}, 2, nullptr, nonAscii},
+        {"folder at the path limit", {ScriptedReply::Ok(manifest)}, {ok}, Installed,
+         {"install path: " + FolderAtThePathLimit(), "resident launcher started", EndInstalled}, 2, nullptr,
+         FolderAtThePathLimit()},
     };
 
     int row = 0;
@@ -164,7 +204,13 @@ TEST(FaultMatrix, EveryFaultEndsCleanlyWithTheRightWords) {
         SCOPED_TRACE(fault.name);
         // A folder of its own for every row: a launcher started by an earlier row may still
         // hold its folder for a moment.
-        const std::string folder = RegisteredEmptyFolder("e2e-fault\\" + std::to_string(++row));
+        ++row;
+        const std::string folder = fault.folder.empty() ? "C:\\qo-tests\\e2e-fault\\" + std::to_string(row) : fault.folder;
+        if (!DriveExists(folder)) {
+            std::printf("[ LEFT OUT ] %s: the test bed has no drive %s\n", fault.name, folder.substr(0, 2).c_str());
+            continue;
+        }
+        RegisterEmptyFolder(folder);
         HttpTestServer server;
         if (!fault.versionFile.empty()) server.ServeInTurn("/version.txt", fault.versionFile);
         if (!fault.archive.empty()) server.ServeInTurn("/game.zip", fault.archive);
@@ -186,11 +232,59 @@ TEST(FaultMatrix, EveryFaultEndsCleanlyWithTheRightWords) {
 
         const std::vector<std::string> log = LogMessages(JoinPath(folder, LogFileName));
         EXPECT_EQ(MissingFromLogEnd(log, fault.logEnd), "") << "log ends with: " << (log.empty() ? "" : log.back());
+        if (fault.logEnd.empty()) {
+            EXPECT_TRUE(log.empty());
+        }
         EXPECT_EQ(server.Requests().size(), fault.requests);
 
         EXPECT_FALSE(PathExists(JoinPath(folder, ArchiveFileName)));
         EXPECT_FALSE(PathExists("C:\\qo-tests\\climbed-out.txt"));
-        if (!installs) ExpectNothingRecorded(folder);
+        if (installs) {
+            EXPECT_TRUE(PathExists(JoinPath(folder, MarkerFileName)));
+            EXPECT_EQ(LauncherStarts(folder, 1).size(), 1u);
+        } else {
+            ExpectNothingRecorded(folder);
+        }
         EXPECT_EQ(RegisteredInstallPath(), folder) << "the choice of folder outlives a failed install";
     }
+}
+
+// A registration the installer cannot use reads as none at all: the player is asked for the
+// folder again, and cancelling leaves the value exactly as it was. The last row names a folder
+// that exists, so a run that took it anyway would not show the picker.
+TEST(FaultMatrix, UnusableRegistrationAsksForTheFolderAgain) {
+    const std::string root = FreshTestFolder("e2e-fault-registry");
+    const ScopedEnvironmentVariable profile("USERPROFILE", root.c_str());
+    const std::wstring unspellable = NarrowToWide(root) + L"\\\u6e38\u620f";  // "game" in Chinese
+    // 260 characters: one more than a path can have.
+    const std::string tooLong = root + "\\" + std::string(MAX_PATH - 1 - root.size(), 'x');
+    ASSERT_TRUE(CreateDirectoryW(unspellable.c_str(), nullptr));
+    const auto utf16 = [](const std::wstring& text) {
+        return std::string(reinterpret_cast<const char*>(text.c_str()), (text.size() + 1) * sizeof(wchar_t));
+    };
+    const struct {
+        const char* name;
+        RegistryData value;
+    } rows[] = {
+        {"a number", {REG_DWORD, std::string("\x01\0\0\0", 4)}},
+        {"a text past the path limit", {REG_SZ, utf16(NarrowToWide(tooLong))}},
+        {"a name outside the ANSI code page", {REG_SZ, utf16(unspellable)}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        SetRegisteredInstallData(row.value);
+        HttpTestServer server;
+
+        const InstallerRun run = RunInstaller([](HWND window, const SeenWindow&) {
+            if (IsDialogWindow(window)) PressDialogButton(window, IDCANCEL);
+        });
+
+        ASSERT_FALSE(run.timedOut);
+        EXPECT_EQ(run.exitCode, 0u);
+        ASSERT_EQ(run.windows.size(), 1u);
+        EXPECT_EQ(run.windows[0].caption, PickerTitle);
+        EXPECT_TRUE(server.Requests().empty());
+        EXPECT_EQ(RegisteredInstallData(), row.value);
+    }
+    RemoveInstallRegistration();
 }

@@ -19,8 +19,6 @@
 #include "tests/support/test_files.h"
 
 namespace {
-constexpr char PickerTitle[] = "Choose where to install Quarnfell Ostvale";
-
 // The user types `folder` into the folder picker and accepts it; message boxes get OK.
 WindowAnswer ChooseInPicker(const std::string& folder) {
     return [folder](HWND window, const SeenWindow& seen) {

@@ -23,6 +23,9 @@ struct InstallerRun {
     std::vector<MessageBoxInfo> MessageBoxes() const;
 };
 
+// The title of the folder picker, the first window of a run with no usable registration.
+inline constexpr char PickerTitle[] = "Choose where to install Quarnfell Ostvale";
+
 // What the user does when a window of the installer appears.
 using WindowAnswer = std::function<void(HWND window, const SeenWindow& seen)>;
 

@@ -25,9 +25,15 @@ std::string ServerUrl(const std::string& path) {
 
 std::string RegisteredEmptyFolder(const std::string& name) {
     const std::string folder = FreshTestFolder(name);
+    RegisterEmptyFolder(folder);
+    return folder;
+}
+
+void RegisterEmptyFolder(const std::string& folder) {
+    RemoveTree(folder);
+    CreateFolderTree(folder);
     SetRegisteredInstallPath(folder);
     DeleteFileA(DesktopShortcutPath().c_str());
-    return folder;
 }
 
 void ExpectNothingRecorded(const std::string& folder) {

@@ -13,6 +13,8 @@ std::string ServerUrl(const std::string& path);
 
 // A fresh, empty folder C:\qo-tests\<name>, registered as the install folder; no desktop link.
 std::string RegisteredEmptyFolder(const std::string& name);
+// The same for a folder anywhere; one that cannot be emptied is registered as it is.
+void RegisterEmptyFolder(const std::string& folder);
 
 // Whatever the outcome, the archive is gone and nothing claims an install that did not happen.
 void ExpectNothingRecorded(const std::string& folder);

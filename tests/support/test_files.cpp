@@ -98,6 +98,23 @@ void SetRegisteredInstallPath(const std::string& folder) {
               ERROR_SUCCESS);
 }
 
+void SetRegisteredInstallData(const RegistryData& data) {
+    ASSERT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, NarrowToWide(InstallKey).c_str(), L"InstallPath", data.type,
+                              data.bytes.data(), static_cast<DWORD>(data.bytes.size())),
+              ERROR_SUCCESS);
+}
+
+std::optional<RegistryData> RegisteredInstallData() {
+    RegistryData data{REG_NONE, std::string(4096, '\0')};
+    DWORD size = static_cast<DWORD>(data.bytes.size());
+    if (RegGetValueW(HKEY_CURRENT_USER, NarrowToWide(InstallKey).c_str(), L"InstallPath", RRF_RT_ANY | RRF_NOEXPAND,
+                     &data.type, data.bytes.data(), &size) != ERROR_SUCCESS) {
+        return std::nullopt;
+    }
+    data.bytes.resize(size);
+    return data;
+}
+
 void RemoveInstallRegistration() { RegDeleteTreeA(HKEY_CURRENT_USER, InstallKey); }
 
 std::optional<std::string> RegisteredInstallPath() {

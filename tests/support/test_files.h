@@ -36,6 +36,15 @@ private:
 void SetRegisteredInstallPath(const std::string& folder);
 void RemoveInstallRegistration();
 std::optional<std::string> RegisteredInstallPath();
+// The registration as stored, of any type: the type and the data's bytes (text in UTF-16,
+// as the registry keeps it).
+struct RegistryData {
+    unsigned long type;
+    std::string bytes;
+    bool operator==(const RegistryData& other) const { return type == other.type && bytes == other.bytes; }
+};
+void SetRegisteredInstallData(const RegistryData& data);
+std::optional<RegistryData> RegisteredInstallData();
 
 // A folder that counts as installed: marker, game program and the stand-in launcher.
 void MakeInstalledFolder(const std::string& folder);

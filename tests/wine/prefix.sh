@@ -36,12 +36,41 @@ create_prefix() {
     touch "$WINEPREFIX/.test-bed-ready"
 }
 
+# Two small drives for install folders that cannot take the game: F: holds 2 MiB, R: is
+# read-only with an empty folder R:\game. Mounting needs root; where it is not permitted the
+# drives are left out, and the tests that want them say so.
+mount_small_drives() {
+    local drives=$wine_dir/drives
+    mkdir -p "$drives/full" "$drives/readonly"
+    rm -f "$WINEPREFIX/dosdevices/f:" "$WINEPREFIX/dosdevices/r:"
+    if ! mountpoint -q "$drives/full"; then
+        mount -t tmpfs -o size=2m qo-full "$drives/full" 2>/dev/null || {
+            echo "no small drives F: and R: (mount is not permitted here)"
+            return
+        }
+    fi
+    if ! mountpoint -q "$drives/readonly"; then
+        mount -t tmpfs -o size=1m qo-readonly "$drives/readonly"
+        mkdir "$drives/readonly/game"
+        mount -o remount,ro "$drives/readonly"
+    fi
+    ln -s "$drives/full" "$WINEPREFIX/dosdevices/f:"
+    ln -s "$drives/readonly" "$WINEPREFIX/dosdevices/r:"
+}
+
+unmount_small_drives() {
+    for drive in full readonly; do
+        if mountpoint -q "$wine_dir/drives/$drive"; then umount "$wine_dir/drives/$drive"; fi
+    done
+}
+
 case $action in
 start)
     mkdir -p "$wine_dir"
     start_display
     export DISPLAY=":$(cat "$wine_dir/display")"
     create_prefix
+    mount_small_drives
     if [ -n "${3:-}" ]; then cp "$3" "$WINEPREFIX/drive_c/windows/system32/tar.exe"; fi
     setsid "$WINESERVER" -p </dev/null >/dev/null 2>&1 || true
     # The first Windows program starts the prefix's background services, which keep its
@@ -54,6 +83,7 @@ start)
 stop)
     "$WINESERVER" -k 2>/dev/null || true
     if [ -f "$wine_dir/xvfb.pid" ]; then kill "$(cat "$wine_dir/xvfb.pid")" 2>/dev/null || true; rm -f "$wine_dir/xvfb.pid"; fi
+    unmount_small_drives
     ;;
 *)
     echo "usage: prefix.sh start|stop WINE_DIR [STAND_IN_TAR]" >&2
