@@ -35,6 +35,15 @@ ratio() { echo "$1 $2" | awk '{ printf "%.2f", $1 / $2 }'; }
 mib_per_s() { echo "$1 ${2:-1024}" | awk '{ printf "%.0f", $2 / $1 }'; }
 windows_path() { echo "Z:$1" | tr / '\\'; }
 
+# Runs the program (its Unix path) under process_figures.exe and prints "<seconds> <peak
+# working set in bytes>"; fails unless the program ended with exit code 0.
+measured_run() {
+  local seconds peak code
+  read -r seconds peak code <<< "$("$WINE" "$build_dir/bin/process_figures.exe" "$(windows_path "$1")" | tr -d '\r')"
+  [ "$code" = 0 ] || { echo "$1 ended with exit code ${code:-(none)}" >&2; return 1; }
+  echo "$seconds $peak"
+}
+
 # Configures (once) and builds the named targets in build folder $1.
 build_targets() {
   local build_dir=$1
