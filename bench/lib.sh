@@ -6,9 +6,10 @@
 shopt -s inherit_errexit
 
 smaller() { echo "$1 $2" | awk '{ print ($1 < $2 ? $1 : $2) }'; }
+larger() { echo "$1 $2" | awk '{ print ($1 > $2 ? $1 : $2) }'; }
 
 # Runs the command $runs times and prints one figure for all runs: the figures the runs print,
-# combined by $1 (smaller).
+# combined by $1 (smaller or larger).
 combine_runs() {
   local combine=$1 kept="" figure
   shift
@@ -33,6 +34,7 @@ best_of() { combine_runs smaller wall_time "$@"; }
 
 ratio() { echo "$1 $2" | awk '{ printf "%.2f", $1 / $2 }'; }
 mib_per_s() { echo "$1 ${2:-1024}" | awk '{ printf "%.0f", $2 / $1 }'; }
+mib() { echo "$1" | awk '{ printf "%.1f", $1 / 1048576 }'; }
 windows_path() { echo "Z:$1" | tr / '\\'; }
 
 # Runs the program (its Unix path) under process_figures.exe and prints "<seconds> <peak
