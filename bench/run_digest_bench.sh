@@ -7,18 +7,13 @@
 set -euo pipefail
 
 source_dir=$(cd "$(dirname "$0")/.." && pwd)
-build_dir=$(realpath -m "${1:-$source_dir/build}")
+build_dir=$(realpath -m "${1:-$source_dir/build-bench}")
 source "$source_dir/bench/lib.sh"
-build_targets "$build_dir" digest_bench
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+runs=3
+build_targets "$build_dir" digest_bench stand_in_tar
+start_test_bed
 data="$work/data.bin"
 head -c 1G /dev/urandom > "$data"
-
-export WINEPREFIX="$build_dir/bench-wineprefix" WINEDEBUG=-all
-runs=3
-
 
 openssl_time=$(best_of openssl dgst -sha256 "$data")
 sha256sum_time=$(best_of sha256sum "$data")
@@ -31,10 +26,10 @@ for _ in $(seq "$runs"); do
       echo "digest mismatch on the $path path: $digest, expected $expected" >&2
       exit 1
     fi
-    old=${product_time[$path]:-1e9}
-    product_time[$path]=$(echo "$seconds $old" | awk '{ print ($1 < $2 ? $1 : $2) }')
-  done < <(wine "$build_dir/bin/digest_bench.exe" "Z:$data" | tr -d '\r')
+    product_time[$path]=$(smaller "$seconds" "${product_time[$path]:-1e9}")
+  done < <("$WINE" "$build_dir/bin/digest_bench.exe" "$(windows_path "$data")" | tr -d '\r')
 done
+[ -n "${product_time[portable]:-}" ] || { echo "digest_bench.exe printed no figures" >&2; exit 1; }
 
 printf '1 GiB file, best of %d runs (seconds, MiB/s)\n' "$runs"
 printf '  openssl dgst -sha256   %6.3f s  %5s MiB/s\n' "$openssl_time" "$(mib_per_s "$openssl_time")"
