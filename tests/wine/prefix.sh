@@ -1,7 +1,7 @@
 #!/bin/bash
 # Starts or stops the Windows test bed of one build folder: a private Wine prefix, a virtual
-# X display and a wineserver kept warm between test programs.
-#   prefix.sh start WINE_DIR [STAND_IN_TAR]    prefix.sh stop WINE_DIR
+# X display and a wineserver kept warm between test programs; for the tests, two small drives.
+#   prefix.sh start WINE_DIR [STAND_IN_TAR]    prefix.sh drives WINE_DIR    prefix.sh stop WINE_DIR
 set -euo pipefail
 action=$1
 wine_dir=$2
@@ -38,7 +38,8 @@ create_prefix() {
 
 # Two small drives for install folders that cannot take the game: F: holds 2 MiB, R: is
 # read-only with an empty folder R:\game. Mounting needs root; where it is not permitted the
-# drives are left out, and the tests that want them say so.
+# drives are left out, and the tests that want them say so. Only the tests ask for them, and
+# stop takes them away again.
 mount_small_drives() {
     local drives=$wine_dir/drives
     mkdir -p "$drives/full" "$drives/readonly"
@@ -59,6 +60,7 @@ mount_small_drives() {
 }
 
 unmount_small_drives() {
+    rm -f "$WINEPREFIX/dosdevices/f:" "$WINEPREFIX/dosdevices/r:"
     for drive in full readonly; do
         if mountpoint -q "$wine_dir/drives/$drive"; then umount "$wine_dir/drives/$drive"; fi
     done
@@ -70,7 +72,6 @@ start)
     start_display
     export DISPLAY=":$(cat "$wine_dir/display")"
     create_prefix
-    mount_small_drives
     if [ -n "${3:-}" ]; then cp "$3" "$WINEPREFIX/drive_c/windows/system32/tar.exe"; fi
     setsid "$WINESERVER" -p </dev/null >/dev/null 2>&1 || true
     # The first Windows program starts the prefix's background services, which keep its
@@ -80,13 +81,16 @@ start)
     "$WINE" regedit /S "$settings" </dev/null >/dev/null 2>&1
     echo "test bed ready: WINEPREFIX=$WINEPREFIX DISPLAY=$DISPLAY"
     ;;
+drives)
+    mount_small_drives
+    ;;
 stop)
     "$WINESERVER" -k 2>/dev/null || true
     if [ -f "$wine_dir/xvfb.pid" ]; then kill "$(cat "$wine_dir/xvfb.pid")" 2>/dev/null || true; rm -f "$wine_dir/xvfb.pid"; fi
     unmount_small_drives
     ;;
 *)
-    echo "usage: prefix.sh start|stop WINE_DIR [STAND_IN_TAR]" >&2
+    echo "usage: prefix.sh start WINE_DIR [STAND_IN_TAR] | drives WINE_DIR | stop WINE_DIR" >&2
     exit 2
     ;;
 esac
