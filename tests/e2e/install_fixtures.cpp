@@ -23,17 +23,24 @@ std::string ServerUrl(const std::string& path) {
     return std::string("http://") + DownloadServerHost + ":" + std::to_string(DownloadServerPort) + path;
 }
 
+namespace {
+// No desktop link from an earlier run may pass for one of this run.
+void RegisterWithoutShortcut(const std::string& folder) {
+    SetRegisteredInstallPath(folder);
+    DeleteFileA(DesktopShortcutPath().c_str());
+}
+}  // namespace
+
 std::string RegisteredEmptyFolder(const std::string& name) {
     const std::string folder = FreshTestFolder(name);
-    RegisterEmptyFolder(folder);
+    RegisterWithoutShortcut(folder);
     return folder;
 }
 
 void RegisterEmptyFolder(const std::string& folder) {
     RemoveTree(folder);
     CreateFolderTree(folder);
-    SetRegisteredInstallPath(folder);
-    DeleteFileA(DesktopShortcutPath().c_str());
+    RegisterWithoutShortcut(folder);
 }
 
 void ExpectNothingRecorded(const std::string& folder) {
