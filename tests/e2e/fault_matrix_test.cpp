@@ -125,6 +125,7 @@ TEST(FaultMatrix, EveryFaultEndsCleanlyWithTheRightWords) {
     const std::string overOneMiB = MakeZip({{"Launcher_x64_win.exe", "l"}, {"Game_x64_win.exe", "g"},
                                             {"data/blob.pak", std::string(1200 << 10, 'b')}});
     const std::string nonAscii = "C:\\qo-tests\\e2e-fault\\Spielst\xe4nde \xd6stvale";
+    const std::string atPathLimit = FolderAtThePathLimit();
     const ScriptedReply ok = ScriptedReply::Ok(game);
 
     const Fault faults[] = {
@@ -155,8 +156,8 @@ TEST(FaultMatrix, EveryFaultEndsCleanlyWithTheRightWords) {
          {ScriptedReply::Announcing(game.size(), game.substr(0, game.size() / 2), ScriptedReply::Ending::Close)},
          NotVerified, {"sha256: MISMATCH -> deleted zip, giving up", GaveUp}, 3},
         {"archive wrong once", {ScriptedReply::Ok(manifest)}, {ScriptedReply::Ok(game + "tampered"), ok}, Installed,
-         {"sha256: MISMATCH*", "download: attempt 2 of 2", "sha256: OK*", "resident launcher started", EndInstalled},
-         3},
+         {"sha256: MISMATCH -> deleted zip, retrying download", "download: attempt 2 of 2",
+          "sha256: OK (archive matches server hash)", "resident launcher started", EndInstalled}, 3},
         {"archive wrong twice", {ScriptedReply::Ok(manifest)}, {ScriptedReply::Ok(game + "tampered")}, NotVerified,
          {"sha256: MISMATCH -> deleted zip, giving up", GaveUp}, 3},
         {"archive stalls, then arrives", {ScriptedReply::Ok(manifest)},
@@ -201,8 +202,7 @@ TEST(FaultMatrix, EveryFaultEndsCleanlyWithTheRightWords) {
         {"folder with non-ASCII name", {ScriptedReply::Ok(manifest)}, {ok}, Installed,
          {"install path: " + nonAscii, "resident launcher started", EndInstalled}, 2, nullptr, nonAscii},
         {"folder at the path limit", {ScriptedReply::Ok(manifest)}, {ok}, Installed,
-         {"install path: " + FolderAtThePathLimit(), "resident launcher started", EndInstalled}, 2, nullptr,
-         FolderAtThePathLimit()},
+         {"install path: " + atPathLimit, "resident launcher started", EndInstalled}, 2, nullptr, atPathLimit},
     };
 
     int row = 0;
@@ -257,10 +257,12 @@ TEST(FaultMatrix, EveryFaultEndsCleanlyWithTheRightWords) {
 
 // A registration the installer cannot use reads as none at all: the player is asked for the
 // folder again, and cancelling leaves the value exactly as it was. The last row names a folder
-// that exists, so a run that took it anyway would not show the picker.
+// that exists, so a run that took it anyway would not show the picker; the first one names a
+// folder that is gone, which nothing may bring back.
 TEST(FaultMatrix, UnusableRegistrationAsksForTheFolderAgain) {
     const std::string root = FreshTestFolder("e2e-fault-registry");
     const ScopedEnvironmentVariable profile("USERPROFILE", root.c_str());
+    const std::string gone = root + "\\gone";
     const std::wstring unspellable = NarrowToWide(root) + L"\\\u6e38\u620f";  // "game" in Chinese
     // 260 characters: one more than a path can have.
     const std::string tooLong = root + "\\" + std::string(MAX_PATH - 1 - root.size(), 'x');
@@ -272,6 +274,7 @@ TEST(FaultMatrix, UnusableRegistrationAsksForTheFolderAgain) {
         const char* name;
         RegistryData value;
     } rows[] = {
+        {"a folder that is gone", {REG_SZ, utf16(NarrowToWide(gone))}},
         {"a number", {REG_DWORD, std::string("\x01\0\0\0", 4)}},
         {"a text past the path limit", {REG_SZ, utf16(NarrowToWide(tooLong))}},
         {"a name outside the ANSI code page", {REG_SZ, utf16(unspellable)}},
@@ -281,9 +284,7 @@ TEST(FaultMatrix, UnusableRegistrationAsksForTheFolderAgain) {
         SetRegisteredInstallData(row.value);
         HttpTestServer server;
 
-        const InstallerRun run = RunInstaller([](HWND window, const SeenWindow&) {
-            if (IsDialogWindow(window)) PressDialogButton(window, IDCANCEL);
-        });
+        const InstallerRun run = RunInstaller(CancelDialogs);
 
         ASSERT_FALSE(run.timedOut);
         EXPECT_EQ(run.exitCode, 0u);
@@ -291,6 +292,7 @@ TEST(FaultMatrix, UnusableRegistrationAsksForTheFolderAgain) {
         EXPECT_EQ(run.windows[0].caption, PickerTitle);
         EXPECT_TRUE(server.Requests().empty());
         EXPECT_EQ(RegisteredInstallData(), row.value);
+        EXPECT_FALSE(PathExists(gone));
     }
     RemoveInstallRegistration();
 }

@@ -85,9 +85,7 @@ TEST_F(FirstRun, ChosenFolderIsRegisteredBeforeTheServerIsAsked) {
 }
 
 TEST_F(FirstRun, CancelledPickerEndsQuietlyAndRecordsNothing) {
-    const InstallerRun run = RunInstaller([](HWND window, const SeenWindow&) {
-        if (IsDialogWindow(window)) PressDialogButton(window, IDCANCEL);
-    });
+    const InstallerRun run = RunInstaller(CancelDialogs);
 
     ASSERT_FALSE(run.timedOut);
     EXPECT_EQ(run.exitCode, 0u);

@@ -94,30 +94,3 @@ TEST(HandOff, UnfinishedFolderTakesTheFreshInstallPath) {
     EXPECT_TRUE(LauncherStarts(folder, 0).empty());
     EXPECT_FALSE(PathExists(JoinPath(folder, MarkerFileName)));
 }
-
-TEST(HandOff, VanishedOrUnusableRegistrationAsksForAFolderAgain) {
-    const std::string gone = "C:\\qo-tests\\e2e-vanished";
-    RemoveTree(gone);
-    // The second text names a folder that cannot exist in this code page: it reads back as "??".
-    for (const std::wstring& registered : {std::wstring(gone.begin(), gone.end()), std::wstring(L"C:\\qo-tests\\\u65e5\u672c")}) {
-        RegSetKeyValueW(HKEY_CURRENT_USER, L"Software\\QuarnfellOstvale", L"InstallPath", REG_SZ, registered.c_str(),
-                        static_cast<DWORD>((registered.size() + 1) * sizeof(wchar_t)));
-
-        // The user turns the folder question down.
-        const InstallerRun run = RunInstaller([](HWND window, const SeenWindow&) {
-            if (IsDialogWindow(window)) PressDialogButton(window, IDCANCEL);
-        });
-
-        ASSERT_FALSE(run.timedOut);
-        EXPECT_EQ(run.exitCode, 0u);
-        for (const SeenWindow& window : run.windows) {
-            EXPECT_NE(window.caption, ErrorCaption) << "no error box: " << window.box.text;
-        }
-        EXPECT_FALSE(PathExists(gone)) << "nothing is created for a folder that is gone";
-        wchar_t value[300] = {};
-        DWORD size = sizeof value;
-        RegGetValueW(HKEY_CURRENT_USER, L"Software\\QuarnfellOstvale", L"InstallPath", RRF_RT_REG_SZ, nullptr, value, &size);
-        EXPECT_EQ(std::wstring(value), registered) << "the registration is only replaced by a new choice";
-    }
-    RemoveInstallRegistration();
-}

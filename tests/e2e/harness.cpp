@@ -18,6 +18,10 @@ void PressOkOnDialogs(HWND window, const SeenWindow&) {
     if (IsDialogWindow(window)) PressDialogButton(window, IDOK);
 }
 
+void CancelDialogs(HWND window, const SeenWindow&) {
+    if (IsDialogWindow(window)) PressDialogButton(window, IDCANCEL);
+}
+
 std::string InstallerPath() { return BuiltProgram("QuarnfellOstvale.exe"); }
 
 InstallerRun RunInstaller(const WindowAnswer& answer, DWORD timeLimitMs, const std::string& program) {

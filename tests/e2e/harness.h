@@ -31,6 +31,8 @@ using WindowAnswer = std::function<void(HWND window, const SeenWindow& seen)>;
 
 // Presses OK on every dialog, as a user who reads each box and confirms it.
 void PressOkOnDialogs(HWND window, const SeenWindow& seen);
+// Presses Cancel on every dialog, as a user who turns each question down.
+void CancelDialogs(HWND window, const SeenWindow& seen);
 
 std::string InstallerPath();
 

@@ -127,26 +127,6 @@ TEST(FreshInstall, UpperCaseDigestWithCrLfLinesIsAccepted) {
     EXPECT_EQ(ReadFileBytes(JoinPath(folder, VersionFileName)), "2.1 beta\r\n" + digest + "\r\n");
 }
 
-TEST(FreshInstall, DigestMismatchIsRetriedOnce) {
-    const std::string archive = GameArchive();
-    const std::string digest = Sha256Hex(archive);
-    const std::string folder = RegisteredEmptyFolder("e2e-mismatch-once");
-    HttpTestServer server;
-    server.Serve("/version.txt", ScriptedReply::Ok("1.0.0\n" + digest));
-    server.ServeInTurn("/game.zip", {ScriptedReply::Ok("not the archive"), ScriptedReply::Ok(archive)});
-
-    const InstallerRun run = RunInstaller();
-
-    EXPECT_EQ(run.exitCode, 0u);
-    const auto lines = LogMessages(JoinPath(folder, LogFileName));
-    ASSERT_GE(lines.size(), 20u);
-    EXPECT_EQ(lines[12], "sha256: MISMATCH -> deleted zip, retrying download");
-    EXPECT_EQ(lines[13], "download: attempt 2 of 2");
-    EXPECT_EQ(lines[19], "sha256: OK (archive matches server hash)");
-    EXPECT_TRUE(PathExists(JoinPath(folder, MarkerFileName)));
-    EXPECT_FALSE(PathExists(JoinPath(folder, ArchiveFileName)));
-}
-
 TEST(FreshInstall, ClosingTheProgressWindowCancelsQuietly) {
     const std::string folder = RegisteredEmptyFolder("e2e-cancel");
     const std::string archive = GameArchive();
