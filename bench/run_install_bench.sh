@@ -35,7 +35,7 @@ fresh_baseline() {
 # window.
 timed_download() {
   local seconds bytes
-  read -r seconds bytes < <("$WINE" "$build_dir/bin/download_bench.exe" "Z:$work/download.zip" "$@" | tr -d '\r')
+  read -r seconds bytes < <("$WINE" "$build_dir/bin/download_bench.exe" "$(windows_path "$work/download.zip")" "$@" | tr -d '\r')
   rm -f "$work/download.zip"
   [ "$bytes" = "$size" ] || { echo "download wrote $bytes bytes, expected $size" >&2; return 1; }
   echo "$seconds"
