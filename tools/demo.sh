@@ -13,11 +13,11 @@ demo=$build/demo
 cmake -S "$root" -B "$build" -G Ninja \
     -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" \
     -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQO_SERVER_HOST=127.0.0.1 >/dev/null
-cmake --build "$build" -j "$(nproc)" --target QuarnfellOstvale stand_in_launcher stand_in_tar sample_game qo_robot
+cmake --build "$build" -j "$(nproc)" --target QuarnfellOstvale stand_in_launcher tar_bridge sample_game qo_robot
 
 rm -rf "$demo" && mkdir -p "$demo"
 wine_dir=$build/wine
-"$root/tests/wine/prefix.sh" start "$wine_dir" "$build/bin/stand_in_tar.exe" >/dev/null
+"$root/tests/wine/prefix.sh" start "$wine_dir" "$build/bin/tar_bridge.exe" >/dev/null
 stop_all() {
     [ -f "$demo/nginx.pid" ] && nginx -p "$demo" -c "$demo/nginx.conf" -s stop 2>/dev/null || true
     "$root/tests/wine/prefix.sh" stop "$wine_dir"

@@ -5,8 +5,8 @@ set -euo pipefail
 packages=(
     cmake ninja-build python3 g++-mingw-w64-x86-64-posix   # the cross build
     wine wine64 xvfb xauth imagemagick                      # the Windows test bed and screenshots
-    googletest libz-mingw-w64-dev                           # test framework; zlib for the stand-in tar
-    libarchive-tools zip                                    # the real bsdtar the stand-in is held to
+    googletest                                              # the test framework
+    libarchive-tools                                        # bsdtar, the system tar.exe of the test bed
     nginx-light                                             # a real download server on loopback
     clang libclang-rt-14-dev                                # native sanitizer and libFuzzer builds
 )

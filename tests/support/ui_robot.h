@@ -1,54 +1,25 @@
 #pragma once
-// Reads and presses the windows of another process, as a user at the screen would: captions,
-// message box texts and icons, buttons.
+// Reads and answers the windows of another process as a user at the screen would.
 #include <windows.h>
 
 #include <string>
 #include <vector>
 
-enum class BoxIcon { None, Error, Information, Warning, Question, Unknown };
+// Visible top-level windows of the process, in z-order.
+std::vector<HWND> ShownWindows(DWORD processId);
+std::string ClassOf(HWND window);
+std::string TextOf(HWND window);  // also of another process's window
+bool IsDialog(HWND window);       // the class of message boxes and folder dialogs
 
-struct MessageBoxInfo {
-    std::string caption;
-    std::string text;
-    BoxIcon icon = BoxIcon::None;
-    std::vector<std::string> buttons;
-};
+// "<caption> [<icon>] <text>" of a message box on screen; the icon is read off the screen by
+// its colour: "error" (red), "information" (blue), "other" or "none".
+std::string ReadMessageBox(HWND box);
 
-// Visible top-level windows owned by the process, in z-order.
-std::vector<HWND> VisibleTopLevelWindows(DWORD processId);
-
-// Waits for a visible top-level window of any process with this class name (empty: any
-// class) and caption (empty: any caption). Null when none showed up in time.
-HWND WaitForWindow(const std::string& className, const std::string& caption, DWORD timeLimitMs);
-
-std::string WindowClassName(HWND window);
-// Text of any window, also one of another process.
-std::string WindowText(HWND window);
-
-// A visible dialog of the process other than `skip`, waiting up to timeoutMs for one to show.
-HWND WaitForDialog(DWORD processId, DWORD timeoutMs, HWND skip = nullptr);
-
-// Texts of the dialog's visible children of one class, in z-order.
-std::vector<std::string> VisibleChildTexts(HWND dialog, const std::string& className);
-
-// Types into a folder dialog's name box (its visible Edit), as a user typing a name or path.
-bool TypeIntoNameBox(HWND dialog, const std::string& text);
-
-// Selects a folder in a browse dialog (SHBrowseForFolder). The path goes by pointer, so the
-// dialog must belong to the calling process.
-void SelectBrowseFolder(HWND dialog, const std::string& path);
-
-// True for the standard dialog class that message boxes and folder dialogs use.
-bool IsDialogWindow(HWND window);
-
-// Caption, text, icon and button texts of a message box on screen.
-MessageBoxInfo ReadMessageBox(HWND dialog);
-
-// Clicks the dialog button with this control id (IDOK, IDCANCEL, ...) as the mouse would.
-bool PressDialogButton(HWND dialog, int controlId);
-
-// Asks a window to close, as its caption's close button does.
-void CloseWindowLikeUser(HWND window);
-
-const char* BoxIconName(BoxIcon icon);
+// Clicks the dialog's button with this id (IDOK, IDCANCEL), as the mouse would.
+void Press(HWND dialog, int buttonId);
+// The name box of a folder picker; null for other dialogs.
+HWND NameBox(HWND dialog);
+// Types into a folder picker's name box, as a user typing a name or a path.
+bool TypeName(HWND dialog, const std::string& text);
+// What the close button of the window's caption does.
+void CloseLikeUser(HWND window);

@@ -1,45 +1,48 @@
 #include <gtest/gtest.h>
 
+#include "app/version_manifest.h"
 #include "common/paths.h"
 #include "common/text.h"
 
-TEST(JoinPath, AddsOneSeparatorOnlyWhereNeeded) {
+TEST(ParseVersionManifest, TakesTheFirstTwoLinesWithoutTheirEnds) {
+    const std::string digest = "9f86d081884c7d659a2feaa0c55ad015a3bf4f1b2b0b822cd15d6c15b0f00a08";
     const struct {
-        const char* folder;
-        const char* expected;
+        std::string body, version, sha256;
     } cases[] = {
-        {"C:\\Games\\QuarnfellOstvale", "C:\\Games\\QuarnfellOstvale\\x.exe"},
-        {"D:\\Games\\", "D:\\Games\\x.exe"},
-        {"D:/Games/", "D:/Games/x.exe"},
-        {"C:", "C:x.exe"},
-        {"C:\\", "C:\\x.exe"},
-        {"", "x.exe"},
-        {"relative", "relative\\x.exe"},
-        {"C:\\a\\..\\b", "C:\\a\\..\\b\\x.exe"},  // never resolved
-        {"\\\\server\\share", "\\\\server\\share\\x.exe"},
+        {"1.4.2\r\n" + digest + "\r\n", "1.4.2", digest},   {"1.4.2\n" + digest, "1.4.2", digest},
+        {"1.4.2 \t\r\n" + digest + "\t \r\r\n", "1.4.2", digest},
+        {"  1.4.2\n\t" + digest + "\n", "  1.4.2", "\t" + digest},  // leading blanks stay
+        {"1.4\r.2\n" + digest + "\n", "1.4\r.2", digest},   {"1.4.2\nABCDEF0123\n", "1.4.2", "ABCDEF0123"},
+        {"1.4.2\n" + digest + "\nthird\n", "1.4.2", digest}, {"1.4.2\n \t \r\n" + digest + "\n", "1.4.2", ""},
+        {"1.4.2", "1.4.2", ""},                             {"\n" + digest + "\n", "", digest},
+        {"", "", ""},
     };
-    for (const auto& c : cases) EXPECT_EQ(JoinPath(c.folder, "x.exe"), c.expected) << c.folder;
+    for (const auto& c : cases) {
+        const VersionManifest manifest = ParseVersionManifest(c.body);
+        EXPECT_EQ(manifest.version, c.version) << c.body;
+        EXPECT_EQ(manifest.sha256, c.sha256) << c.body;
+    }
 }
 
-TEST(ParentFolder, DropsTheLastElementButNeverTheRoot) {
+TEST(Paths, JoinAddsOneSeparatorOnlyWhereNeededAndParentUndoesIt) {
     const struct {
-        const char* path;
-        const char* parent;
+        const char *folder, *joined, *parent;
     } cases[] = {
-        {"C:\\Games\\Setup.exe", "C:\\Games"},
-        {"C:\\Setup.exe", "C:\\"},
-        {"C:\\Games\\\\Setup.exe", "C:\\Games"},
-        {"C:/Games/Setup.exe", "C:/Games"},
-        {"\\\\server\\share\\Setup.exe", "\\\\server\\share"},
-        {"\\Setup.exe", "\\"},
-        {"\\:\\Setup.exe", "\\:"},  // a colon after the root is no drive
-        {"Setup.exe", ""},
-        {"", ""},
+        {"C:\\Games\\Ostvale", "C:\\Games\\Ostvale\\x.exe", "C:\\Games\\Ostvale"},
+        {"D:\\Games\\", "D:\\Games\\x.exe", "D:\\Games"},
+        {"D:/Games/", "D:/Games/x.exe", "D:/Games"},
+        {"C:", "C:x.exe", ""},
+        {"C:\\", "C:\\x.exe", "C:\\"},
+        {"", "x.exe", ""},
+        {"C:\\a\\..\\b", "C:\\a\\..\\b\\x.exe", "C:\\a\\..\\b"},
+        {"\\\\server\\share", "\\\\server\\share\\x.exe", "\\\\server\\share"},
+        {"\\", "\\x.exe", "\\"},
     };
-    for (const auto& c : cases) EXPECT_EQ(ParentFolder(c.path), c.parent) << c.path;
-}
-
-TEST(ToLowerAscii, FoldsOnlyAsciiCapitals) {
-    EXPECT_EQ(ToLowerAscii("E3B0C442 AbZ@[`{"), "e3b0c442 abz@[`{");
-    EXPECT_EQ(ToLowerAscii("\xc4\xd6\xdc"), "\xc4\xd6\xdc");  // Ä Ö Ü stay as they are
+    for (const auto& c : cases) {
+        EXPECT_EQ(JoinPath(c.folder, "x.exe"), c.joined) << c.folder;
+        EXPECT_EQ(ParentFolder(c.joined), c.parent) << c.joined;
+    }
+    EXPECT_EQ(ParentFolder("C:\\Games\\\\x.exe"), "C:\\Games");
+    EXPECT_EQ(ParentFolder("\\:\\x.exe"), "\\:");  // a colon after the root makes no drive
+    EXPECT_EQ(ToLowerAscii("E3B0C442 AbZ@[`{\xc4\xd6\xdc"), "e3b0c442 abz@[`{\xc4\xd6\xdc");
 }

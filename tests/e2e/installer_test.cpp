@@ -1,0 +1,511 @@
+// The real installer, run as a player runs it against a scripted download server, one row a
+// situation: what the machine holds before, how the server answers, what the player does, and
+// what the player, a calling program and an operator see afterwards: the dialogs, the exit code,
+// how the run log ends, the requests, the registry and what the install folder holds.
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "tests/support/http_server.h"
+#include "tests/support/test_bed.h"
+#include "tests/support/ui_robot.h"
+
+namespace {
+const std::string Root = "C:\\qo-tests\\e2e", Desktop = Root + "\\Desktop", Link = Desktop + "\\Quarnfell Ostvale.lnk";
+const std::string Downloads = Root + "\\Downloads";
+const std::string Url = "http://127.0.0.1:8080";
+const std::string Picker = "picker: Choose where to install Quarnfell Ostvale";
+// The older dialog keeps its own caption and shows the title inside.
+const std::string Browse = "Browse for Folder [none] Choose where to install Quarnfell Ostvale";
+const std::string Success =
+    "Quarnfell Ostvale [information] Quarnfell Ostvale installed successfully!\r\n\r\nFrom now on, start the game "
+    "with the \"Quarnfell Ostvale\" launcher (a shortcut was added to your Desktop).\r\n\r\nClick OK to open the "
+    "launcher now.";
+std::string Error(const std::string& text) { return "Quarnfell Ostvale Launcher [error] " + text; }
+const std::string NoServer =
+    Error("Could not reach the download server.\nCheck your internet connection and run the installer again.");
+const std::string BadVersion = Error("The download server returned an invalid version file.\nPlease try again later.");
+const std::string NotVerified = Error(
+    "The game could not be downloaded or verified.\nCheck your internet connection and run the installer again.");
+const std::string NotStarted = "Open Launcher_x64_win.exe from your install folder.";
+constexpr char NoFetch[] = "version check: FAILED to fetch version.txt (fresh install needs it)";
+constexpr char Malformed[] = "version check: version.txt malformed (need 2 non-empty lines)";
+constexpr char GaveUp[] = "download/verify/extract FAILED; no markers written";
+constexpr char Failed[] = "download: FAILED (see winhttp lines above)";
+constexpr char Retry[] = "download: attempt 2 of 2";
+constexpr char Mismatch[] = "sha256: MISMATCH -> deleted zip, giving up";
+constexpr char Unpacked[] = "install: SUCCESS (zip downloaded, verified, extracted)";
+constexpr char NotUnpacked[] = "install: extraction FAILED";
+constexpr char RunStart[] = "==== launcher run start ====";
+constexpr char HandOff[] = "path taken: already installed -> hand off to resident launcher";
+constexpr char Started[] = "resident launcher started";
+constexpr char EndHandOff[] = "==== launcher run end (handoff) ====";
+constexpr char EndInstalled[] = "==== launcher run end (installed + handoff) ====";
+constexpr char EndCancelled[] = "==== launcher run end (cancelled) ====";
+constexpr char PickerClass[] = "CLSID\\{DC1C5A9C-E88A-4dde-A5A1-60F82A20AEF7}\\InprocServer32";
+
+// Something a row does to the machine before the run; what it returns undoes it afterwards.
+using Undo = std::function<void()>;
+using Arrangement = std::function<Undo(const std::string& folder)>;
+
+struct Row {
+    const char* name;
+    // The machine before the run. Empty: a fresh, registered, empty install folder. Installed:
+    // the same, holding an installed game. Unregistered: nothing registered (or .registration),
+    // so the picker comes, and .choose is typed into it. Kept: as the row before left it.
+    enum Start { Empty, Installed, Unregistered, Kept } start = Empty;
+    std::string folder = "";  // "": a folder of the row's own
+    std::optional<Registration> registration = std::nullopt;
+    Arrangement arrange = nullptr;
+    std::string program = "";  // "": the installer as built
+    std::vector<Reply> version = {};               // none: 404
+    std::vector<Reply> archive = {};
+    bool listening = true;
+    const char* choose = nullptr;  // null: the player cancels the folder dialog
+    // What is seen afterwards.
+    std::vector<std::string> dialogs = {};
+    DWORD exitCode = 1;
+    // These lines in this order, the last one last ('*' at the end matches by the start); with
+    // wholeLog, exactly these last lines. None: no log anywhere.
+    std::vector<std::string> log = {};
+    bool wholeLog = false;
+    size_t requests = 0;
+    bool recorded = false;  // marker, local version file and shortcut written by this run
+    size_t launcherStarts = 0;
+    std::string localVersion = "1.0.0";
+};
+
+// What the player saw of a run: each dialog as it was read ("picker: <caption>" for a folder
+// picker, else the UI robot's "<caption> [<icon>] <text>"), whether each was still up when it
+// was answered, and the progress window's caption.
+struct InstallerRun {
+    DWORD exitCode = STILL_ACTIVE;
+    std::vector<std::string> dialogs;
+    bool dialogsStayed = true;
+    std::string progressCaption;
+};
+
+// Starts the program (with no arguments, as a player does) and answers each of its dialogs; a
+// run that outlives two minutes is ended and fails.
+InstallerRun RunInstaller(const std::string& program, const std::function<void(HWND, const std::string&)>& answer,
+                          const std::string& arguments = "") {
+    InstallerRun run;
+    STARTUPINFOA startup{.cb = sizeof startup};
+    PROCESS_INFORMATION process{};
+    std::string commandLine = "\"" + program + "\"" + arguments;
+    if (!CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                        &process)) {
+        ADD_FAILURE() << "cannot start " << program;
+        return run;
+    }
+    std::vector<HWND> seen;
+    for (int tick = 0; WaitForSingleObject(process.hProcess, 50) == WAIT_TIMEOUT;) {
+        if (++tick == 2400) TerminateProcess(process.hProcess, STILL_ACTIVE);
+        for (HWND window : ShownWindows(process.dwProcessId)) {
+            if (std::find(seen.begin(), seen.end(), window) != seen.end()) continue;
+            seen.push_back(window);
+            if (ClassOf(window) == "QFUpdaterWnd") run.progressCaption = TextOf(window);
+            if (!IsDialog(window)) continue;
+            // Read as a player looks at it: once it has painted and reads the same twice.
+            std::string reading, previous;
+            for (int looks = 0; looks < 10 && (reading.empty() || reading != previous); ++looks) {
+                Sleep(200);
+                previous = std::exchange(reading, NameBox(window) ? "picker: " + TextOf(window) : ReadMessageBox(window));
+            }
+            run.dialogs.push_back(reading);
+            run.dialogsStayed = run.dialogsStayed && IsWindowVisible(window);
+            if (answer) answer(window, reading);
+        }
+    }
+    GetExitCodeProcess(process.hProcess, &run.exitCode);
+    CloseHandle(process.hProcess);
+    CloseHandle(process.hThread);
+    return run;
+}
+
+bool Matches(const std::string& expected, const std::string& line) {
+    return expected.back() == '*' ? line.rfind(expected.substr(0, expected.size() - 1), 0) == 0 : line == expected;
+}
+
+// Empty when the log ends as the row says, else the first expected line it misses.
+std::string MissingFromLog(const std::vector<std::string>& log, const Row& row) {
+    const std::vector<std::string>& expected = row.log;
+    size_t next = 0;
+    for (size_t i = row.wholeLog && log.size() > expected.size() ? log.size() - expected.size() : 0;
+         i < log.size() && next < expected.size(); ++i) {
+        if (Matches(expected[next], log[i])) ++next;
+        else if (row.wholeLog) break;
+    }
+    if (next < expected.size()) return expected[next];
+    return Matches(expected.back(), log.back()) ? "" : expected.back();
+}
+
+Arrangement Doing(std::function<void(const std::string& folder)> change, Undo undo = [] {}) {
+    return [change, undo](const std::string& folder) {
+        change(folder);
+        return undo;
+    };
+}
+
+// Wine's load order for DLLs of one program, kept in the registry since Wine reads
+// WINEDLLOVERRIDES only from the Unix environment: "native,builtin" prefers a DLL beside the
+// program, as Windows' search order does; "" refuses the DLL.
+Undo SetDllOrder(const std::string& program, const std::vector<std::string>& dlls, const char* order) {
+    const std::string key = "Software\\Wine\\AppDefaults\\" + program + "\\DllOverrides";
+    for (const std::string& dll : dlls) {
+        RegSetKeyValueA(HKEY_CURRENT_USER, key.c_str(), dll.c_str(), REG_SZ, order, std::strlen(order) + 1);
+    }
+    return [key] { RegDeleteTreeA(HKEY_CURRENT_USER, key.c_str()); };
+}
+
+// Another program holds the file open and shares nothing, as a running program or a virus
+// scanner does; the file is left as it was.
+Undo HoldOpen(const std::string& path) {
+    WriteBytes(path, "held");
+    HANDLE held = CreateFileA(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    return [held, path] {
+        CloseHandle(held);
+        EXPECT_EQ(ReadBytes(path), "held");
+        DeleteFileA(path.c_str());
+    };
+}
+
+// The player closes the progress window once this many pieces of the reply are sent.
+std::function<void(size_t)> CloseProgressAfter(size_t pieces) {
+    return [pieces](size_t sent) {
+        if (sent == pieces) CloseLikeUser(FindWindowA("QFUpdaterWnd", nullptr));
+    };
+}
+
+// DLLs named like ones the installer and its dialogs load by name lie beside it in a Downloads
+// folder, and Wine prefers a DLL there, as Windows' search order does; a program that loads them
+// the ordinary way shows that they would be found. The player's first run starts there, with
+// no profile, so the picker proposes a folder beside the program.
+Undo PlantDlls(const std::string&) {
+    const std::vector<std::string> dlls = {"winhttp", "comctl32", "uxtheme"};
+    auto profile = std::make_shared<ScopedEnvironment>("USERPROFILE", nullptr);
+    const std::vector<Undo> orders = {SetDllOrder("QuarnfellOstvale.exe", dlls, "native,builtin"),
+                                      SetDllOrder("plain_loader.exe", dlls, "native,builtin")};
+    std::string names;
+    for (const std::string& dll : dlls) {
+        CopyFileA(BuiltProgram("planted.dll").c_str(), (Downloads + "\\" + dll + ".dll").c_str(), FALSE);
+        names += " " + dll + ".dll";
+    }
+    for (const char* program : {"QuarnfellOstvale.exe", "plain_loader.exe"}) {
+        CopyFileA(BuiltProgram(program).c_str(), (Downloads + "\\" + program).c_str(), FALSE);
+    }
+    RunInstaller(Downloads + "\\plain_loader.exe", nullptr, names);
+    for (const std::string& dll : dlls) {
+        EXPECT_EQ(ReadBytes(Downloads + "\\" + dll + ".dll.loaded"), Downloads + "\\plain_loader.exe") << dll;
+        DeleteFileA((Downloads + "\\" + dll + ".dll.loaded").c_str());
+    }
+    return [dlls, orders, profile] {
+        for (const std::string& dll : dlls) EXPECT_FALSE(Exists(Downloads + "\\" + dll + ".dll.loaded")) << dll;
+        for (const Undo& undo : orders) undo();
+    };
+}
+
+std::string ShellFolder(const char* name, const std::string& value) {
+    constexpr char key[] = "Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders";
+    char old[MAX_PATH] = {};
+    DWORD size = sizeof old;
+    RegGetValueA(HKEY_CURRENT_USER, key, name, RRF_RT_REG_EXPAND_SZ | RRF_NOEXPAND, nullptr, old, &size);
+    RegSetKeyValueA(HKEY_CURRENT_USER, key, name, REG_EXPAND_SZ, value.c_str(), value.size() + 1);
+    return old;
+}
+}  // namespace
+
+TEST(Installer, EveryRunEndsAsThePlayerExpects) {
+    FreshFolder(Root);
+    // The desktop moves into the test folder, as the shell records a redirected desktop.
+    const std::string savedDesktop = ShellFolder("Desktop", FreshFolder(Desktop));
+    const std::string launcher = ReadBytes(BuiltProgram("stand_in_launcher.exe"));
+    const std::string game = MakeZip({{"Launcher_x64_win.exe", launcher}, {"Game_x64_win.exe", "the game"},
+                                      {"data/", ""}, {"data/maps/ostvale.map", std::string(200000, 'm')},
+                                      {"version.txt", "brought by the archive\r\n"}});
+    const std::string digest = Sha256Hex(game), size = std::to_string(game.size());
+    const std::string noLauncher = MakeZip({{"Game_x64_win.exe", "g"}});
+    const std::string badLauncher = MakeZip({{"Launcher_x64_win.exe", "no program"}, {"Game_x64_win.exe", "g"}});
+    const std::string corrupt = std::string("PK\x03\x04", 4) + std::string(5000, '\x7f');
+    // Drive F: holds 2 MiB; this archive does not fit.
+    const std::string large = MakeZip({{"Launcher_x64_win.exe", "l"}, {"Game_x64_win.exe", "g"},
+                                       {"data/blob.pak", std::string(3 << 20, 'b')}});
+    const auto published = [](const std::string& zip) { return Reply{.body = "1.0.0\n" + Sha256Hex(zip) + "\n"}; };
+    const Reply manifest = published(game), ok{.body = game}, wrong{.body = game + "tampered"};
+    const Reply trickle{.body = game, .pieceSize = 16384, .pauseMs = 100, .afterPiece = CloseProgressAfter(2)};
+    std::string upperDigest = digest;
+    for (char& c : upperDigest) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    const std::string firstRun = Root + "\\profile2\\QuarnfellOstvale\\Spielst\xe4nde \xd6stvale";
+    const std::string handOff = Root + "\\hand off \xe4\\", gone = Root + "\\gone";
+    char system[MAX_PATH] = {};
+    const std::string tar = std::string(system, GetSystemDirectoryA(system, MAX_PATH)) + "\\tar.exe";
+    // The longest file of the game, data\maps\ostvale.map, ends at the path limit: 259 characters.
+    const std::string longest =
+        Root + "\\" + std::string(MAX_PATH - 1 - Root.size() - 1 - std::strlen("\\data\\maps\\ostvale.map"), 'n');
+    const std::wstring unspellable = L"C:\\qo-tests\\e2e\\\u6e38\u620f";  // "game" in Chinese
+
+    const Row rows[] = {
+        {.name = "a first run whose player cancels the picker", .start = Row::Unregistered, .dialogs = {Picker},
+         .exitCode = 0},
+        {.name = "a first run into the chosen folder, no version file yet", .start = Row::Unregistered,
+         .choose = "Spielst\xe4nde \xd6stvale", .dialogs = {Picker, NoServer},
+         .log = {RunStart, "install path: " + firstRun, "version check: GET " + Url + "/version.txt",
+                 "winhttp: unexpected HTTP status 404 for /version.txt (expected 200)", NoFetch},
+         .wholeLog = true, .requests = 1},
+        {.name = "the next run goes straight there and installs", .start = Row::Kept, .folder = firstRun,
+         .arrange = Doing([](const std::string&) { WriteBytes(Link, "an old link"); }),
+         .version = {{.body = "2.1 beta\r\n" + upperDigest + "  \r\nnotes: ignored\r\n"}},
+         .archive = {{.body = game, .pieceSize = 65536, .pauseMs = 50}}, .dialogs = {Success}, .exitCode = 0,
+         .log = {NoFetch, RunStart, "install path: " + firstRun, "version check: GET " + Url + "/version.txt",
+                 "winhttp: HTTP 200 OK for " + Url + "/version.txt", "version check: server_version=2.1 beta",
+                 "path taken: fresh install -> download game.zip", "download: attempt 1 of 2",
+                 "winhttp: HTTP 200 OK for " + Url + "/game.zip", "winhttp: Content-Length=" + size + " bytes",
+                 "winhttp: download complete, " + size + " bytes written (HTTP 200)", "sha256: server=" + digest,
+                 "sha256: local =" + digest, "sha256: OK (archive matches server hash)", "tar: exit code 0", Unpacked,
+                 "version.txt: local version written -> 2.1 beta", "install.ok written -> folder marked as installed",
+                 "desktop shortcut created: " + Link, Started, EndInstalled},
+         .wholeLog = true, .requests = 2, .recorded = true, .launcherStarts = 1, .localVersion = "2.1 beta"},
+        {.name = "a first run into a folder that holds the game hands off at once", .start = Row::Unregistered,
+         .arrange = Doing(MakeInstalledFolder), .choose = "Installed", .dialogs = {Picker}, .exitCode = 0,
+         .log = {RunStart, "install path: *", HandOff, Started, EndHandOff}, .wholeLog = true, .launcherStarts = 1},
+        {.name = "a first run without the picker offers the browse dialog", .start = Row::Unregistered,
+         .arrange = Doing([](const std::string&) { RegDeleteTreeA(HKEY_CLASSES_ROOT, PickerClass); },
+                          [] {
+                              RegSetKeyValueA(HKEY_CLASSES_ROOT, PickerClass, nullptr, REG_SZ,
+                                              "C:\\windows\\system32\\comdlg32.dll", 35);
+                              RegSetKeyValueA(HKEY_CLASSES_ROOT, PickerClass, "ThreadingModel", REG_SZ, "Apartment", 10);
+                          }),
+         .dialogs = {Browse}, .exitCode = 0},
+        // DLLs named like ones the installer and its dialogs load by name lie beside it, and Wine
+        // prefers a DLL there, as Windows' search order does. A program that loads them the
+        // ordinary way shows that they would be found.
+        {.name = "a first run from a Downloads folder where DLLs were planted", .start = Row::Unregistered,
+         .folder = Downloads + "\\QuarnfellOstvale\\Game", .arrange = PlantDlls,
+         .program = Downloads + "\\QuarnfellOstvale.exe", .version = {manifest}, .archive = {ok}, .choose = "Game",
+         .dialogs = {Picker, Success}, .exitCode = 0, .log = {EndInstalled}, .requests = 2, .recorded = true,
+         .launcherStarts = 1},
+
+        // A registration the installer cannot use reads as none: the picker comes again, and
+        // cancelling it leaves the value as it was.
+        {.name = "a registered folder that is gone", .start = Row::Unregistered,
+         .registration = FolderRegistration(gone),
+         .arrange = Doing([](const std::string&) {}, [gone] { EXPECT_FALSE(Exists(gone)); }), .dialogs = {Picker},
+         .exitCode = 0},
+        {.name = "a registered folder named outside the ANSI code page", .start = Row::Unregistered,
+         .registration = TextRegistration(unspellable),
+         .arrange = Doing([&](const std::string&) { CreateDirectoryW(unspellable.c_str(), nullptr); }),
+         .dialogs = {Picker}, .exitCode = 0},
+
+        {.name = "an installed folder only starts the launcher", .start = Row::Installed, .folder = handOff,
+         .exitCode = 0, .log = {RunStart, "install path: " + handOff, HandOff, Started, EndHandOff}, .wholeLog = true,
+         .launcherStarts = 1},
+        {.name = "an installed folder whose launcher is no program", .start = Row::Installed,
+         .arrange = Doing([](const std::string& folder) { WriteBytes(folder + "\\Launcher_x64_win.exe", "no"); }),
+         .dialogs = {Error("Could not start the Quarnfell Ostvale Launcher.\n" + NotStarted)}, .exitCode = 0,
+         .log = {HandOff, "CreateProcessA(launcher) FAILED, GetLastError=*", EndHandOff}, .wholeLog = true},
+        {.name = "a folder without the marker, no server", .start = Row::Installed,
+         .arrange = Doing([](const std::string& folder) { DeleteFileA((folder + "\\install.ok").c_str()); }),
+         .listening = false, .dialogs = {NoServer},
+         .log = {"version check: GET*", "winhttp: WinHttpSendRequest failed, GetLastError=12029", NoFetch},
+         .wholeLog = true},
+        {.name = "a folder without the game", .start = Row::Installed,
+         .arrange = Doing([](const std::string& folder) { DeleteFileA((folder + "\\Game_x64_win.exe").c_str()); }),
+         .dialogs = {NoServer}, .log = {NoFetch}, .requests = 1},
+        {.name = "a folder without the launcher", .start = Row::Installed,
+         .arrange = Doing([](const std::string& folder) { DeleteFileA((folder + "\\Launcher_x64_win.exe").c_str()); }),
+         .dialogs = {NoServer}, .log = {NoFetch}, .requests = 1},
+
+        {.name = "version file: server error", .version = {{.status = 500}}, .dialogs = {NoServer},
+         .log = {"winhttp: unexpected HTTP status 500 for /version.txt (expected 200)", NoFetch}, .requests = 1},
+        {.name = "version file: empty", .version = {{}}, .dialogs = {BadVersion},
+         .log = {"version check: server_version=", Malformed}, .wholeLog = true, .requests = 1},
+        {.name = "version file: one line", .version = {{.body = "1.4.2\r\n"}}, .dialogs = {BadVersion},
+         .log = {"version check: server_version=1.4.2", Malformed}, .wholeLog = true, .requests = 1},
+        {.name = "version file: 1 MiB", .version = {{.body = std::string(1 << 20, 'x')}}, .dialogs = {BadVersion},
+         .log = {"version check: server_version=xxx*", Malformed}, .requests = 1},
+        {.name = "version file: connection reset",
+         .version = {{.body = "1.0.0\n", .announced = 100, .ending = Reply::Reset, .pauseMs = 300}},
+         .dialogs = {NoServer},
+         .log = {"winhttp: WinHttpQueryDataAvailable(version.txt) failed, GetLastError=10054", NoFetch},
+         .wholeLog = true, .requests = 1},
+
+        {.name = "archive: missing", .version = {manifest}, .dialogs = {NotVerified},
+         .log = {"winhttp: unexpected HTTP status 404 for /game.zip (expected 200)", Failed, Retry,
+                 "winhttp: unexpected*", Failed, GaveUp},
+         .wholeLog = true, .requests = 3},
+        {.name = "archive: wrong twice", .version = {manifest}, .archive = {wrong}, .dialogs = {NotVerified},
+         .log = {"sha256: MISMATCH -> deleted zip, retrying download", Retry, Mismatch, GaveUp}, .requests = 3},
+        {.name = "archive: wrong, then right", .version = {manifest}, .archive = {wrong, ok}, .dialogs = {Success},
+         .exitCode = 0, .log = {Retry, "sha256: OK (archive matches server hash)", EndInstalled}, .requests = 3,
+         .recorded = true, .launcherStarts = 1},
+        // Given up after the installer's own receive timeout of a minute.
+        {.name = "archive: stalls, then arrives", .version = {manifest},
+         .archive = {{.body = game.substr(0, 100000), .announced = 1 << 20, .ending = Reply::Stall}, ok},
+         .dialogs = {Success}, .exitCode = 0,
+         .log = {"winhttp: WinHttpQueryDataAvailable failed*", Failed, Retry, EndInstalled}, .requests = 3,
+         .recorded = true, .launcherStarts = 1},
+        {.name = "archive: no length", .version = {manifest}, .archive = {{.body = game, .withoutLength = true}},
+         .dialogs = {Success}, .exitCode = 0, .log = {"winhttp: Content-Length=0 bytes", EndInstalled},
+         .requests = 2, .recorded = true, .launcherStarts = 1},
+        {.name = "archive: corrupt", .version = {published(corrupt)}, .archive = {{.body = corrupt}},
+         .dialogs = {NotVerified}, .log = {"tar: exit code 1", NotUnpacked, GaveUp}, .wholeLog = true, .requests = 2},
+        {.name = "archive: no launcher in it", .version = {published(noLauncher)}, .archive = {{.body = noLauncher}},
+         .dialogs = {Error("The game files are incomplete.\nPlease run the installer again.")},
+         .log = {Unpacked, "post-extract: expected exe(s) missing; aborting (no markers written)"}, .wholeLog = true,
+         .requests = 2},
+        {.name = "no tar.exe on the system",
+         .arrange = Doing([&](const std::string&) { MoveFileA(tar.c_str(), (tar + ".away").c_str()); },
+                          [&] { MoveFileA((tar + ".away").c_str(), tar.c_str()); }),
+         .version = {manifest}, .archive = {ok}, .dialogs = {NotVerified},
+         .log = {"tar: CreateProcessA(" + tar + ") failed, GetLastError=2", NotUnpacked, GaveUp}, .wholeLog = true,
+         .requests = 2},
+        // Small, so that the server is not left sending what nobody reads.
+        {.name = "game.zip held by another program",
+         .arrange = [](const std::string& folder) { return HoldOpen(folder + "\\game.zip"); },
+         .version = {published(badLauncher)}, .archive = {{.body = badLauncher}}, .dialogs = {NotVerified},
+         .log = {"winhttp: CreateFileA(*", Failed, Retry, "winhttp: CreateFileA(*", Failed, GaveUp}, .requests = 3},
+        // A log line written while the drive is full is lost; the installer goes on regardless.
+        {.name = "an install drive that fills up", .folder = "F:\\game", .version = {published(large)},
+         .archive = {{.body = large}}, .dialogs = {NotVerified}, .log = {Failed, Retry, Failed, GaveUp},
+         .requests = 3},
+        {.name = "a folder whose longest file ends at the path limit", .folder = longest, .version = {manifest},
+         .archive = {ok}, .dialogs = {Success}, .exitCode = 0, .log = {"install path: " + longest, EndInstalled},
+         .requests = 2, .recorded = true, .launcherStarts = 1},
+        {.name = "a desktop that cannot take the shortcut",
+         .arrange = Doing([](const std::string&) { CreateDirectoryA(Link.c_str(), nullptr); },
+                          [] { RemoveDirectoryA(Link.c_str()); }),
+         .version = {manifest}, .archive = {ok}, .dialogs = {Success}, .exitCode = 0,
+         .log = {"install.ok written -> folder marked as installed", Started, EndInstalled}, .wholeLog = true,
+         .requests = 2, .recorded = true, .launcherStarts = 1},
+
+        {.name = "the player closes the progress window", .version = {manifest}, .archive = {trickle},
+         .exitCode = 0,
+         .log = {"download: attempt 1 of 2", "winhttp: HTTP 200 OK*", "winhttp: Content-Length=*",
+                 "winhttp: download CANCELLED by user after *", "download: CANCELLED by user",
+                 "cancelled by user during download; nothing installed", EndCancelled},
+         .wholeLog = true, .requests = 2},
+        {.name = "the player closes the progress window during the retry", .version = {manifest},
+         .archive = {wrong, trickle}, .exitCode = 0,
+         .log = {Retry, "winhttp: HTTP 200 OK*", "winhttp: Content-Length=*", "winhttp: download CANCELLED by user after *",
+                 "download: CANCELLED by user", "cancelled by user during download; nothing installed", EndCancelled},
+         .wholeLog = true, .requests = 3},
+        {.name = "the installed launcher cannot start", .version = {published(badLauncher)},
+         .archive = {{.body = badLauncher}},
+         .dialogs = {Success, Error("Install complete, but the launcher could not be started.\n" + NotStarted)},
+         .exitCode = 0, .log = {"CreateProcessA(launcher) FAILED, GetLastError=*", EndInstalled}, .wholeLog = true,
+         .requests = 2, .recorded = true},
+        {.name = "Windows' HTTP client cannot be loaded",
+         .arrange = [](const std::string&) { return SetDllOrder("QuarnfellOstvale.exe", {"winhttp"}, ""); },
+         .dialogs = {Error("A part of Windows that the installer needs is missing or damaged.\n"
+                           "Repair Windows and run the installer again.")},
+         .log = {"version check: GET*", "dll: cannot load winhttp.dll, GetLastError=126"}, .wholeLog = true},
+    };
+
+    std::string folder;
+    int number = 0;
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        // The picker proposes <profile>\QuarnfellOstvale; every row has a profile of its own.
+        const std::string profile = Root + "\\profile" + std::to_string(++number);
+        const std::string proposed = profile + "\\QuarnfellOstvale";
+        const ScopedEnvironment userProfile("USERPROFILE", profile.c_str());
+        if (row.start != Row::Kept) {
+            const bool typed = row.choose && *row.choose;
+            folder = !row.folder.empty() ? row.folder
+                     : row.start != Row::Unregistered ? Root + "\\" + std::to_string(number)
+                     : typed ? proposed + "\\" + row.choose : proposed;
+            if (GetDriveTypeA((folder.substr(0, 2) + "\\").c_str()) == DRIVE_NO_ROOT_DIR) {
+                std::printf("[ LEFT OUT ] %s: the test bed has no drive %s\n", row.name, folder.substr(0, 2).c_str());
+                continue;
+            }
+            if (row.start != Row::Unregistered || typed) FreshFolder(folder);
+            if (row.start == Row::Installed) MakeInstalledFolder(folder);
+            WriteRegistration(row.registration ? *row.registration
+                              : row.start == Row::Unregistered ? Registration{} : FolderRegistration(folder));
+        }
+        DeleteFileA(Link.c_str());
+        const Undo undo = row.arrange ? row.arrange(folder) : nullptr;
+        const Registration registeredBefore = ReadRegistration();
+        const bool markedBefore = Exists(folder + "\\install.ok");
+        const std::string log = folder + "\\launcher.log";
+        // Every request must find the folder registered and its log begun.
+        std::optional<HttpServer> server;
+        if (row.listening) {
+            server.emplace([&] { return ReadRegistration() == FolderRegistration(folder) && Exists(log) ? "" : "early"; });
+            if (!row.version.empty()) server->Serve("/version.txt", row.version);
+            if (!row.archive.empty()) server->Serve("/game.zip", row.archive);
+        }
+        bool recordedAtSuccess = false;
+
+        const std::string program = row.program.empty() ? BuiltProgram("QuarnfellOstvale.exe") : row.program;
+        const InstallerRun run = RunInstaller(program, [&](HWND dialog, const std::string& reading) {
+            if (reading == Picker || reading == Browse) {
+                if (row.choose) TypeName(dialog, row.choose);
+                Press(dialog, row.choose ? IDOK : IDCANCEL);
+                return;
+            }
+            // Recorded before the success box, the launcher started only after it.
+            if (reading == Success) {
+                recordedAtSuccess = Exists(folder + "\\install.ok") && Exists(folder + "\\version.txt") &&
+                                    LauncherStarts(folder, 0).empty();
+            }
+            Press(dialog, IDOK);
+        });
+        if (undo) undo();
+
+        EXPECT_EQ(run.exitCode, row.exitCode);
+        EXPECT_EQ(run.dialogs, row.dialogs);
+        EXPECT_TRUE(run.dialogsStayed) << "a dialog went away before it was answered";
+        EXPECT_EQ(recordedAtSuccess, row.recorded);
+        EXPECT_TRUE(run.progressCaption.empty() || run.progressCaption == "Quarnfell Updater") << run.progressCaption;
+
+        const std::vector<std::string> lines = LogMessages(log);
+        if (row.log.empty()) {
+            for (const std::string& where : {folder, proposed, BuiltProgram("")}) EXPECT_FALSE(Exists(where + "\\launcher.log"));
+        } else {
+            EXPECT_EQ(MissingFromLog(lines, row), "") << "the log ends with: " << (lines.empty() ? "" : lines.back());
+        }
+        for (const std::string& line : lines) EXPECT_LT(line.size(), 100000u) << "a log line too long";
+
+        const std::vector<Request> requests = server ? server->Requests() : std::vector<Request>{};
+        EXPECT_EQ(requests.size(), row.requests);
+        for (const Request& request : requests) {
+            EXPECT_TRUE(request.line == "GET /version.txt HTTP/1.1" || request.line == "GET /game.zip HTTP/1.1")
+                << request.line;
+            EXPECT_EQ(request.userAgent, "QuarnfellOstvaleLauncher/1.0");
+            EXPECT_EQ(request.note, "") << "a request before the folder was registered and logged";
+        }
+        EXPECT_EQ(ReadRegistration(), row.choose ? FolderRegistration(folder) : registeredBefore);
+        if (row.start == Row::Unregistered && row.folder.empty()) {
+            EXPECT_TRUE(Exists(proposed)) << "made for the picker to open in";
+        }
+
+        EXPECT_FALSE(Exists(folder + "\\game.zip"));
+        EXPECT_EQ(ReadBytes(folder + "\\install.ok"), row.recorded ? "ok\r\n" : markedBefore ? "ok\r\n" : "");
+        EXPECT_EQ(ReadBytes(folder + "\\version.txt"),
+                  row.recorded ? row.localVersion + "\r\n" + Sha256Hex(row.archive.back().body) + "\r\n" : "");
+        // A link is on the desktop exactly when the log says so, and it starts the launcher.
+        const bool linked = std::count(lines.begin(), lines.end(), "desktop shortcut created: " + Link) > 0;
+        const std::string launcherPath = folder + (folder.back() == '\\' ? "" : "\\") + "Launcher_x64_win.exe";
+        const ShellLink link = ReadShellLink(Link);
+        EXPECT_EQ(link.target, linked ? launcherPath : "");
+        if (linked) {
+            EXPECT_EQ(link.workingFolder, folder);
+            EXPECT_EQ(link.description, "Play Quarnfell Ostvale");
+            EXPECT_EQ(link.icon, launcherPath + ",0");
+        }
+        // The platform drops a trailing separator from the working folder a program sees.
+        const std::string started = "\"" + launcherPath + "\"\t" + folder.substr(0, folder.find_last_not_of('\\') + 1);
+        EXPECT_EQ(LauncherStarts(folder, row.launcherStarts), std::vector<std::string>(row.launcherStarts, started));
+    }
+    ShellFolder("Desktop", savedDesktop);
+    WriteRegistration({});
+}

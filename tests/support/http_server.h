@@ -1,0 +1,54 @@
+#pragma once
+// The download server as the tests script it: an HTTP/1.1 server on the installer's host and
+// port that gives each path the replies it was given, in turn (the last one for every later
+// request), one connection at a time; unscripted paths get 404.
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+struct Reply {
+    enum Ending { Close, Reset, Stall };  // after the body: FIN, RST, or silence until the client leaves
+
+    int status = 200;
+    std::string body;
+    bool withoutLength = false;  // no Content-Length: the body ends when the connection does
+    long long announced = -1;    // a Content-Length other than the body's size
+    Ending ending = Close;
+    size_t pieceSize = 0;  // the body in pieces of this size, pauseMs apart (also before a reset)
+    unsigned long pauseMs = 0;
+    std::function<void(size_t piecesSent)> afterPiece;
+};
+
+struct Request {
+    std::string line;  // "GET /game.zip HTTP/1.1"
+    std::string userAgent;
+    std::string note;  // what the server's note said when the request came in
+};
+
+class HttpServer {
+public:
+    explicit HttpServer(std::function<std::string()> note = [] { return ""; });
+    ~HttpServer();
+    bool Listening() const { return thread_.joinable(); }
+    void Serve(const std::string& path, std::vector<Reply> replies);
+    std::vector<Request> Requests() const;
+
+private:
+    using Socket = std::uintptr_t;  // Winsock's SOCKET, without winsock2.h in this header
+    void Answer(Socket client);
+    bool WaitReadable(Socket socket) const;  // false when the server stops first
+
+    std::function<std::string()> note_;
+    Socket listener_ = ~Socket(0);
+    std::atomic<bool> stopping_{false};
+    mutable std::mutex mutex_;
+    std::map<std::string, std::deque<Reply>> replies_;
+    std::vector<Request> requests_;
+    std::thread thread_;
+};

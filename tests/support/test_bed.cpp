@@ -1,0 +1,198 @@
+#include "tests/support/test_bed.h"
+
+#include <bcrypt.h>
+#include <gtest/gtest.h>
+#include <shlobj.h>
+
+#include <cstring>
+#include <filesystem>
+
+namespace {
+constexpr wchar_t InstallKey[] = L"Software\\QuarnfellOstvale";
+
+std::wstring Wide(const std::string& text) {
+    std::wstring wide(text.size(), L'\0');
+    wide.resize(MultiByteToWideChar(CP_ACP, 0, text.data(), static_cast<int>(text.size()), wide.data(),
+                                    static_cast<int>(wide.size())));
+    return wide;
+}
+
+void Put(std::string& out, unsigned long value, int bytes) {
+    for (int i = 0; i < bytes; ++i, value >>= 8) out += static_cast<char>(value & 0xFF);
+}
+}  // namespace
+
+std::string FreshFolder(const std::string& path) {
+    RemoveTree(path);
+    std::filesystem::create_directories(Wide(path));
+    return path;
+}
+
+void RemoveTree(const std::string& path) {
+    std::error_code ignored;
+    std::filesystem::remove_all(Wide(path), ignored);
+}
+
+std::string ReadBytes(const std::string& path) {
+    std::string bytes;
+    HANDLE file = CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                              0, nullptr);
+    char buffer[65536];
+    DWORD read = 0;
+    while (ReadFile(file, buffer, sizeof buffer, &read, nullptr) && read > 0) bytes.append(buffer, read);
+    CloseHandle(file);
+    return bytes;
+}
+
+void WriteBytes(const std::string& path, const std::string& bytes) {
+    HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+    DWORD written = 0;
+    EXPECT_TRUE(WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr)) << path;
+    CloseHandle(file);
+}
+
+bool Exists(const std::string& path) { return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
+
+std::string BuiltProgram(const std::string& fileName) {
+    char self[MAX_PATH] = {};
+    GetModuleFileNameA(nullptr, self, MAX_PATH);
+    return std::string(self, std::strrchr(self, '\\') + 1) + fileName;
+}
+
+std::vector<std::string> LogMessages(const std::string& logPath) {
+    const std::string text = ReadBytes(logPath);
+    std::vector<std::string> messages;
+    for (size_t start = 0, end; start < text.size(); start = end + 2) {
+        end = text.find("\r\n", start);
+        const std::string line = text.substr(start, end - start);
+        bool stamped = line.size() >= 22;
+        for (size_t i = 0; stamped && i < 22; ++i) {
+            const char shape = "[0000-00-00 00:00:00] "[i];
+            stamped = shape == '0' ? line[i] >= '0' && line[i] <= '9' : line[i] == shape;
+        }
+        EXPECT_TRUE(stamped && end != std::string::npos) << "not a log line: " << line;
+        messages.push_back(line.substr(stamped ? 22 : 0));
+        if (end == std::string::npos) break;
+    }
+    return messages;
+}
+
+// The bytes as stored, with or without a terminator: RegGetValue would add a missing one.
+Registration ReadRegistration() {
+    Registration value{REG_NONE, std::string(4096, '\0')};
+    DWORD size = static_cast<DWORD>(value.bytes.size());
+    HKEY key = nullptr;
+    RegOpenKeyExW(HKEY_CURRENT_USER, InstallKey, 0, KEY_READ, &key);
+    const bool found = RegQueryValueExW(key, L"InstallPath", nullptr, &value.type,
+                                        reinterpret_cast<BYTE*>(value.bytes.data()), &size) == ERROR_SUCCESS;
+    RegCloseKey(key);
+    value.bytes.resize(found ? size : 0);
+    return found ? value : Registration{};
+}
+
+void WriteRegistration(const Registration& value) {
+    RegDeleteTreeW(HKEY_CURRENT_USER, InstallKey);
+    if (value.type == REG_NONE) return;
+    RegSetKeyValueW(HKEY_CURRENT_USER, InstallKey, L"InstallPath", value.type, value.bytes.data(),
+                    static_cast<DWORD>(value.bytes.size()));
+}
+
+Registration TextRegistration(const std::wstring& text) {
+    return {REG_SZ, std::string(reinterpret_cast<const char*>(text.c_str()), (text.size() + 1) * sizeof(wchar_t))};
+}
+
+Registration FolderRegistration(const std::string& folder) { return TextRegistration(Wide(folder)); }
+
+void MakeInstalledFolder(const std::string& folder) {
+    WriteBytes(folder + "\\install.ok", "ok\r\n");
+    WriteBytes(folder + "\\Game_x64_win.exe", "game");
+    CopyFileA(BuiltProgram("stand_in_launcher.exe").c_str(), (folder + "\\Launcher_x64_win.exe").c_str(), FALSE);
+}
+
+std::vector<std::string> LauncherStarts(const std::string& folder, size_t expected) {
+    std::vector<std::string> starts;
+    for (int waited = 0; waited <= 50; ++waited, Sleep(100)) {
+        const std::string text = ReadBytes(folder + "\\launcher-starts.txt");
+        starts.clear();
+        for (size_t start = 0, end; (end = text.find("\r\n", start)) != std::string::npos; start = end + 2) {
+            starts.push_back(text.substr(start, end - start));
+        }
+        if (starts.size() >= expected) break;
+    }
+    return starts;
+}
+
+ShellLink ReadShellLink(const std::string& path) {
+    const HRESULT com = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    ShellLink found;
+    IShellLinkA* link = nullptr;
+    IPersistFile* file = nullptr;
+    if (SUCCEEDED(CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkA,
+                                   reinterpret_cast<void**>(&link))) &&
+        SUCCEEDED(link->QueryInterface(IID_IPersistFile, reinterpret_cast<void**>(&file))) &&
+        SUCCEEDED(file->Load(Wide(path).c_str(), STGM_READ))) {
+        char text[4][MAX_PATH] = {};
+        int icon = 0;
+        link->GetPath(text[0], MAX_PATH, nullptr, SLGP_RAWPATH);
+        link->GetWorkingDirectory(text[1], MAX_PATH);
+        link->GetDescription(text[2], MAX_PATH);
+        link->GetIconLocation(text[3], MAX_PATH, &icon);
+        found = {text[0], text[1], text[2], text[3] + ("," + std::to_string(icon))};
+    }
+    if (file) file->Release();
+    if (link) link->Release();
+    if (SUCCEEDED(com)) CoUninitialize();
+    return found;
+}
+
+std::string MakeZip(const std::vector<std::pair<std::string, std::string>>& entries) {
+    std::string archive, directory;
+    for (const auto& [name, data] : entries) {
+        unsigned long crc = 0xFFFFFFFF;
+        for (unsigned char byte : data) {
+            crc ^= byte;
+            for (int bit = 0; bit < 8; ++bit) crc = (crc >> 1) ^ (0xEDB88320 & (0 - (crc & 1)));
+        }
+        // Version 1.0, no flags, stored, 1 Jan 2025, then CRC, both sizes and the name's length.
+        std::string common;
+        Put(common, 10, 2), Put(common, 0, 4), Put(common, 0x5A210000, 4), Put(common, ~crc, 4);
+        Put(common, data.size(), 4), Put(common, data.size(), 4), Put(common, name.size(), 2);
+        Put(directory, 0x02014b50, 4), Put(directory, 20, 2);
+        directory += common;
+        Put(directory, 0, 8), Put(directory, name.back() == '/' ? 0x10 : 0, 4), Put(directory, archive.size(), 4);
+        directory += name;
+        Put(archive, 0x04034b50, 4);
+        archive += common;
+        Put(archive, 0, 2);
+        archive += name + data;
+    }
+    const size_t directoryOffset = archive.size();
+    archive += directory;
+    Put(archive, 0x06054b50, 4), Put(archive, 0, 4), Put(archive, entries.size(), 2), Put(archive, entries.size(), 2);
+    Put(archive, directory.size(), 4), Put(archive, directoryOffset, 4), Put(archive, 0, 2);
+    return archive;
+}
+
+std::string Sha256Hex(const std::string& bytes) {
+    unsigned char digest[32] = {};
+    BCRYPT_ALG_HANDLE sha256 = nullptr;
+    BCRYPT_HASH_HANDLE hash = nullptr;
+    BCryptOpenAlgorithmProvider(&sha256, BCRYPT_SHA256_ALGORITHM, nullptr, 0);
+    BCryptCreateHash(sha256, &hash, nullptr, 0, nullptr, 0, 0);
+    BCryptHashData(hash, reinterpret_cast<PUCHAR>(const_cast<char*>(bytes.data())), static_cast<ULONG>(bytes.size()), 0);
+    BCryptFinishHash(hash, digest, sizeof digest, 0);
+    BCryptDestroyHash(hash);
+    BCryptCloseAlgorithmProvider(sha256, 0);
+    std::string hex;
+    for (unsigned char byte : digest) hex += "0123456789abcdef"[byte >> 4], hex += "0123456789abcdef"[byte & 15];
+    return hex;
+}
+
+ScopedEnvironment::ScopedEnvironment(const char* name, const char* value) : name_(name) {
+    char saved[32768];
+    const DWORD length = GetEnvironmentVariableA(name, saved, sizeof saved);
+    if (length > 0 && length < sizeof saved) saved_ = saved;
+    SetEnvironmentVariableA(name, value);
+}
+
+ScopedEnvironment::~ScopedEnvironment() { SetEnvironmentVariableA(name_, saved_ ? saved_->c_str() : nullptr); }

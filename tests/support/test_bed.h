@@ -1,0 +1,57 @@
+#pragma once
+// Files, registry values, archives and programs of the test bed, as tests set them up and
+// read them back, independently of the installer's own code.
+#include <windows.h>
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+std::string FreshFolder(const std::string& path);  // emptied first when it exists
+void RemoveTree(const std::string& path);
+std::string ReadBytes(const std::string& path);
+void WriteBytes(const std::string& path, const std::string& bytes);
+bool Exists(const std::string& path);
+std::string BuiltProgram(const std::string& fileName);  // built beside the running test program
+
+// The messages of a run log without their timestamps; every line's format is checked.
+std::vector<std::string> LogMessages(const std::string& logPath);
+
+// The installer's registration as stored: its type and bytes (REG_NONE when there is none).
+struct Registration {
+    DWORD type = REG_NONE;
+    std::string bytes;
+    bool operator==(const Registration&) const = default;
+};
+Registration ReadRegistration();
+void WriteRegistration(const Registration& value);
+Registration TextRegistration(const std::wstring& text);  // REG_SZ, terminator included
+Registration FolderRegistration(const std::string& folder);
+
+// A folder that counts as installed: marker, game program and the stand-in launcher.
+void MakeInstalledFolder(const std::string& folder);
+// How the stand-in launcher in the folder was started, one "<command line>\t<working folder>" a
+// start. It runs on its own, so this waits a few seconds for `expected` starts.
+std::vector<std::string> LauncherStarts(const std::string& folder, size_t expected);
+
+// A shell link as the shell reads it back; empty texts when there is none.
+struct ShellLink {
+    std::string target, workingFolder, description, icon;  // icon: "<file>,<index>"
+};
+ShellLink ReadShellLink(const std::string& path);
+
+// A zip archive of stored entries; a name ending in '/' is a folder.
+std::string MakeZip(const std::vector<std::pair<std::string, std::string>>& entries);
+std::string Sha256Hex(const std::string& bytes);  // the platform's own SHA-256
+
+// An environment variable of this process and the programs it starts, while this lives.
+class ScopedEnvironment {
+public:
+    ScopedEnvironment(const char* name, const char* value);
+    ~ScopedEnvironment();
+
+private:
+    const char* name_;
+    std::optional<std::string> saved_;
+};
