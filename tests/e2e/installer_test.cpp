@@ -10,7 +10,6 @@
 #include <cctype>
 #include <cstring>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <utility>
 
@@ -113,7 +112,7 @@ InstallerRun RunInstaller(const std::string& program, const std::function<void(H
             if (std::find(seen.begin(), seen.end(), window) != seen.end()) continue;
             seen.push_back(window);
             if (ClassOf(window) == "QFUpdaterWnd") run.progressCaption = TextOf(window);
-            if (!IsDialog(window)) continue;
+            if (ClassOf(window) != "#32770") continue;  // message boxes and folder dialogs
             // Read as a player looks at it: once it has painted and reads the same twice.
             std::string reading, previous;
             for (int looks = 0; looks < 10 && (reading.empty() || reading != previous); ++looks) {
@@ -191,7 +190,7 @@ std::function<void(size_t)> CloseProgressAfter(size_t pieces) {
 // no profile, so the picker proposes a folder beside the program.
 Undo PlantDlls(const std::string&) {
     const std::vector<std::string> dlls = {"winhttp", "comctl32", "uxtheme"};
-    auto profile = std::make_shared<ScopedEnvironment>("USERPROFILE", nullptr);
+    SetEnvironmentVariableA("USERPROFILE", nullptr);
     const std::vector<Undo> orders = {SetDllOrder("QuarnfellOstvale.exe", dlls, "native,builtin"),
                                       SetDllOrder("plain_loader.exe", dlls, "native,builtin")};
     std::string names;
@@ -207,7 +206,7 @@ Undo PlantDlls(const std::string&) {
         EXPECT_EQ(ReadBytes(Downloads + "\\" + dll + ".dll.loaded"), Downloads + "\\plain_loader.exe") << dll;
         DeleteFileA((Downloads + "\\" + dll + ".dll.loaded").c_str());
     }
-    return [dlls, orders, profile] {
+    return [dlls, orders] {
         for (const std::string& dll : dlls) EXPECT_FALSE(Exists(Downloads + "\\" + dll + ".dll.loaded")) << dll;
         for (const Undo& undo : orders) undo();
     };
@@ -284,9 +283,6 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
                               RegSetKeyValueA(HKEY_CLASSES_ROOT, PickerClass, "ThreadingModel", REG_SZ, "Apartment", 10);
                           }),
          .dialogs = {Browse}, .exitCode = 0},
-        // DLLs named like ones the installer and its dialogs load by name lie beside it, and Wine
-        // prefers a DLL there, as Windows' search order does. A program that loads them the
-        // ordinary way shows that they would be found.
         {.name = "a first run from a Downloads folder where DLLs were planted", .start = Row::Unregistered,
          .folder = Downloads + "\\QuarnfellOstvale\\Game", .arrange = PlantDlls,
          .program = Downloads + "\\QuarnfellOstvale.exe", .version = {manifest}, .archive = {ok}, .choose = "Game",
@@ -416,7 +412,7 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
         // The picker proposes <profile>\QuarnfellOstvale; every row has a profile of its own.
         const std::string profile = Root + "\\profile" + std::to_string(++number);
         const std::string proposed = profile + "\\QuarnfellOstvale";
-        const ScopedEnvironment userProfile("USERPROFILE", profile.c_str());
+        SetEnvironmentVariableA("USERPROFILE", profile.c_str());
         if (row.start != Row::Kept) {
             const bool typed = row.choose && *row.choose;
             folder = !row.folder.empty() ? row.folder

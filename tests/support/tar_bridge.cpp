@@ -11,34 +11,28 @@
 
 int main() {
     char system[MAX_PATH] = {};
-    GetSystemDirectoryA(system, MAX_PATH);
-    const std::string id = std::to_string(GetCurrentProcessId());
-    const std::string script = std::string(system) + "\\tar-bridge.sh";
-    const std::string result = std::string(system) + "\\tar-bridge\\" + id;
+    const std::string folder(system, GetSystemDirectoryA(system, MAX_PATH));
+    const std::string id = std::to_string(GetCurrentProcessId()), result = folder + "\\tar-bridge\\" + id;
     DeleteFileA(result.c_str());  // left by an earlier process with the same id
-
-    // What follows the program's own name, quoted or not, is passed on unchanged.
+    // What follows the program's own name, quoted or not, goes on unchanged.
     const char* commandLine = GetCommandLineA();
     const char* arguments = std::strchr(commandLine + 1, *commandLine == '"' ? '"' : ' ');
     arguments = !arguments ? "" : *commandLine == '"' ? arguments + 1 : arguments;
-    std::string bridgeLine = "\"" + script + "\" " + id + arguments;
-    STARTUPINFOA startup{};
-    startup.cb = sizeof startup;
+    std::string bridgeLine = "\"" + folder + "\\tar-bridge.sh\" " + id + arguments;
+    STARTUPINFOA startup{.cb = sizeof startup};
     PROCESS_INFORMATION started{};
-    if (!CreateProcessA(script.c_str(), bridgeLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                        &startup, &started)) {
-        std::fprintf(stderr, "tar: cannot start %s, error %lu\n", script.c_str(), GetLastError());
+    if (!CreateProcessA((folder + "\\tar-bridge.sh").c_str(), bridgeLine.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                        nullptr, &startup, &started)) {
+        std::fprintf(stderr, "tar: cannot start tar-bridge.sh, error %lu\n", GetLastError());
         return 2;
     }
     CloseHandle(started.hProcess);
     CloseHandle(started.hThread);
-    for (;; Sleep(10)) {
-        FILE* file = std::fopen(result.c_str(), "r");
-        if (!file) continue;
-        int exitCode = 2;
-        std::fscanf(file, "%d", &exitCode);
-        std::fclose(file);
-        DeleteFileA(result.c_str());
-        return exitCode;
-    }
+    FILE* file = nullptr;
+    while (!(file = std::fopen(result.c_str(), "r"))) Sleep(10);
+    int exitCode = 2;
+    std::fscanf(file, "%d", &exitCode);
+    std::fclose(file);
+    DeleteFileA(result.c_str());
+    return exitCode;
 }

@@ -23,14 +23,10 @@ void Put(std::string& out, unsigned long value, int bytes) {
 }  // namespace
 
 std::string FreshFolder(const std::string& path) {
-    RemoveTree(path);
-    std::filesystem::create_directories(Wide(path));
-    return path;
-}
-
-void RemoveTree(const std::string& path) {
     std::error_code ignored;
     std::filesystem::remove_all(Wide(path), ignored);
+    std::filesystem::create_directories(Wide(path));
+    return path;
 }
 
 std::string ReadBytes(const std::string& path) {
@@ -187,12 +183,3 @@ std::string Sha256Hex(const std::string& bytes) {
     for (unsigned char byte : digest) hex += "0123456789abcdef"[byte >> 4], hex += "0123456789abcdef"[byte & 15];
     return hex;
 }
-
-ScopedEnvironment::ScopedEnvironment(const char* name, const char* value) : name_(name) {
-    char saved[32768];
-    const DWORD length = GetEnvironmentVariableA(name, saved, sizeof saved);
-    if (length > 0 && length < sizeof saved) saved_ = saved;
-    SetEnvironmentVariableA(name, value);
-}
-
-ScopedEnvironment::~ScopedEnvironment() { SetEnvironmentVariableA(name_, saved_ ? saved_->c_str() : nullptr); }

@@ -3,13 +3,11 @@
 // read them back, independently of the installer's own code.
 #include <windows.h>
 
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 std::string FreshFolder(const std::string& path);  // emptied first when it exists
-void RemoveTree(const std::string& path);
 std::string ReadBytes(const std::string& path);
 void WriteBytes(const std::string& path, const std::string& bytes);
 bool Exists(const std::string& path);
@@ -44,14 +42,3 @@ ShellLink ReadShellLink(const std::string& path);
 // A zip archive of stored entries; a name ending in '/' is a folder.
 std::string MakeZip(const std::vector<std::pair<std::string, std::string>>& entries);
 std::string Sha256Hex(const std::string& bytes);  // the platform's own SHA-256
-
-// An environment variable of this process and the programs it starts, while this lives.
-class ScopedEnvironment {
-public:
-    ScopedEnvironment(const char* name, const char* value);
-    ~ScopedEnvironment();
-
-private:
-    const char* name_;
-    std::optional<std::string> saved_;
-};

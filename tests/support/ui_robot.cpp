@@ -54,8 +54,6 @@ std::string TextOf(HWND window) {
     return text;
 }
 
-bool IsDialog(HWND window) { return ClassOf(window) == "#32770"; }
-
 std::string ReadMessageBox(HWND box) {
     std::string text, icon = "none";
     for (HWND child : Children(box)) {

@@ -9,7 +9,6 @@
 std::vector<HWND> ShownWindows(DWORD processId);
 std::string ClassOf(HWND window);
 std::string TextOf(HWND window);  // also of another process's window
-bool IsDialog(HWND window);       // the class of message boxes and folder dialogs
 
 // "<caption> [<icon>] <text>" of a message box on screen; the icon is read off the screen by
 // its colour: "error" (red), "information" (blue), "other" or "none".

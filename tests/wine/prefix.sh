@@ -1,17 +1,15 @@
 #!/bin/bash
-# Starts or stops the Windows test bed of one build folder: a private Wine prefix with the
-# bridge to the host's bsdtar as its tar.exe, a virtual X display, and a wineserver kept warm
-# between test programs; for the tests, a small drive F: that fills up.
+# Starts or stops the Windows test bed of one build folder: a private Wine prefix whose tar.exe
+# is TAR_EXE (with its bridge to the host's bsdtar), a virtual X display, and a wineserver kept
+# warm between test programs; for the tests, a drive F: of 2 MiB that fills up.
 #   prefix.sh start WINE_DIR [TAR_EXE]    prefix.sh drive WINE_DIR    prefix.sh stop WINE_DIR
 set -euo pipefail
 wine_dir=$2
 source "$(dirname "$0")/env.sh" "$wine_dir"
-
 case $1 in
 start)
     mkdir -p "$wine_dir"
-    if ! { [ -f "$wine_dir/xvfb.pid" ] && kill -0 "$(cat "$wine_dir/xvfb.pid")" 2>/dev/null; }; then
-        rm -f "$wine_dir/display"
+    if ! kill -0 "$(cat "$wine_dir/xvfb.pid" 2>/dev/null)" 2>/dev/null; then
         # -displayfd picks a free display and writes its number once the server takes clients.
         setsid Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp 3>"$wine_dir/display.new" </dev/null \
             >"$wine_dir/xvfb.log" 2>&1 &
@@ -42,24 +40,17 @@ start)
     echo "test bed ready: WINEPREFIX=$WINEPREFIX DISPLAY=$DISPLAY"
     ;;
 drive)
-    # Root ignores permissions, so only a real file system can fill up: 2 MiB of tmpfs. Where
-    # mounting is not permitted the drive is left out, and the tests that want it say so.
+    # Root ignores permissions, so only a real file system fills up. Where mounting is not
+    # permitted the drive is left out, and the tests that want it say so.
     mkdir -p "$wine_dir/full"
-    rm -f "$WINEPREFIX/dosdevices/f:"
     if mountpoint -q "$wine_dir/full" || mount -t tmpfs -o size=2m qo-full "$wine_dir/full" 2>/dev/null; then
-        ln -s "$wine_dir/full" "$WINEPREFIX/dosdevices/f:"
-    else
-        echo "no drive F: (mount is not permitted here)"
+        ln -sfn "$wine_dir/full" "$WINEPREFIX/dosdevices/f:"
     fi
     ;;
 stop)
     "$WINESERVER" -k 2>/dev/null || true
-    if [ -f "$wine_dir/xvfb.pid" ]; then kill "$(cat "$wine_dir/xvfb.pid")" 2>/dev/null || true; rm -f "$wine_dir/xvfb.pid"; fi
-    rm -f "$WINEPREFIX/dosdevices/f:"
+    kill "$(cat "$wine_dir/xvfb.pid" 2>/dev/null)" 2>/dev/null || true
+    rm -f "$wine_dir/xvfb.pid" "$WINEPREFIX/dosdevices/f:"
     if mountpoint -q "$wine_dir/full"; then umount "$wine_dir/full"; fi
-    ;;
-*)
-    echo "usage: prefix.sh start WINE_DIR [TAR_EXE] | drive WINE_DIR | stop WINE_DIR" >&2
-    exit 2
     ;;
 esac
