@@ -79,7 +79,6 @@ struct Row {
     size_t requests = 0;
     bool recorded = false;  // marker, local version file and shortcut written by this run
     size_t launcherStarts = 0;
-    std::string localVersion = "1.0.0";
 };
 
 // What the player saw of a run: each dialog as it was read ("picker: <caption>" for a folder
@@ -261,17 +260,17 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
          .wholeLog = true, .requests = 1},
         {.name = "the next run goes straight there and installs", .start = Row::Kept, .folder = firstRun,
          .arrange = Doing([](const std::string&) { WriteBytes(Link, "an old link"); }),
-         .version = {{.body = "2.1 beta\r\n" + upperDigest + "  \r\nnotes: ignored\r\n"}},
+         .version = {{.body = "1.0.0\r\n" + upperDigest + "  \r\nnotes: ignored\r\n"}},
          .archive = {{.body = game, .pieceSize = 65536, .pauseMs = 50}}, .dialogs = {Success}, .exitCode = 0,
          .log = {NoFetch, RunStart, "install path: " + firstRun, "version check: GET " + Url + "/version.txt",
-                 "winhttp: HTTP 200 OK for " + Url + "/version.txt", "version check: server_version=2.1 beta",
+                 "winhttp: HTTP 200 OK for " + Url + "/version.txt", "version check: server_version=1.0.0",
                  "path taken: fresh install -> download game.zip", "download: attempt 1 of 2",
                  "winhttp: HTTP 200 OK for " + Url + "/game.zip", "winhttp: Content-Length=" + size + " bytes",
                  "winhttp: download complete, " + size + " bytes written (HTTP 200)", "sha256: server=" + digest,
                  "sha256: local =" + digest, "sha256: OK (archive matches server hash)", "tar: exit code 0", Unpacked,
-                 "version.txt: local version written -> 2.1 beta", "install.ok written -> folder marked as installed",
+                 "version.txt: local version written -> 1.0.0", "install.ok written -> folder marked as installed",
                  "desktop shortcut created: " + Link, Started, EndInstalled},
-         .wholeLog = true, .requests = 2, .recorded = true, .launcherStarts = 1, .localVersion = "2.1 beta"},
+         .wholeLog = true, .requests = 2, .recorded = true, .launcherStarts = 1},
         {.name = "a first run into a folder that holds the game hands off at once", .start = Row::Unregistered,
          .arrange = Doing(MakeInstalledFolder), .choose = "Installed", .dialogs = {Picker}, .exitCode = 0,
          .log = {RunStart, "install path: *", HandOff, Started, EndHandOff}, .wholeLog = true, .launcherStarts = 1},
@@ -294,6 +293,9 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
         {.name = "a registered folder that is gone", .start = Row::Unregistered,
          .registration = FolderRegistration(gone),
          .arrange = Doing([](const std::string&) {}, [gone] { EXPECT_FALSE(Exists(gone)); }), .dialogs = {Picker},
+         .exitCode = 0},
+        {.name = "a registration that is no plain text, though it names a folder", .start = Row::Unregistered,
+         .registration = Registration{REG_EXPAND_SZ, FolderRegistration(Root).bytes}, .dialogs = {Picker},
          .exitCode = 0},
         {.name = "a registered folder named outside the ANSI code page", .start = Row::Unregistered,
          .registration = TextRegistration(unspellable),
@@ -487,7 +489,7 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
         EXPECT_FALSE(Exists(folder + "\\game.zip"));
         EXPECT_EQ(ReadBytes(folder + "\\install.ok"), row.recorded ? "ok\r\n" : markedBefore ? "ok\r\n" : "");
         EXPECT_EQ(ReadBytes(folder + "\\version.txt"),
-                  row.recorded ? row.localVersion + "\r\n" + Sha256Hex(row.archive.back().body) + "\r\n" : "");
+                  row.recorded ? "1.0.0\r\n" + Sha256Hex(row.archive.back().body) + "\r\n" : "");
         // A link is on the desktop exactly when the log says so, and it starts the launcher.
         const bool linked = std::count(lines.begin(), lines.end(), "desktop shortcut created: " + Link) > 0;
         const std::string launcherPath = folder + (folder.back() == '\\' ? "" : "\\") + "Launcher_x64_win.exe";

@@ -35,7 +35,6 @@ class HttpServer {
 public:
     explicit HttpServer(std::function<std::string()> note = [] { return ""; });
     ~HttpServer();
-    bool Listening() const { return thread_.joinable(); }
     void Serve(const std::string& path, std::vector<Reply> replies);
     std::vector<Request> Requests() const;
 
