@@ -9,32 +9,28 @@ PROGRAMS = {'Game_x64_win.exe': b'g', 'Launcher_x64_win.exe': b'l'}
 class PublishTest(unittest.TestCase):
     def setUp(self):
         self.work = tempfile.TemporaryDirectory()
-        self.serve = os.path.join(self.work.name, 'serve')
+        self.at = lambda *names: os.path.join(self.work.name, *names)
 
     def publish(self, version, source):
-        return subprocess.run([sys.executable, TOOL, version, source, self.serve], capture_output=True, text=True)
+        return subprocess.run([sys.executable, TOOL, version, source, self.at('serve')], capture_output=True, text=True)
 
     def zip(self, name, entries):
-        path = os.path.join(self.work.name, name)
-        with zipfile.ZipFile(path, 'w') as archive:
+        with zipfile.ZipFile(self.at(name), 'w') as archive:
             for entry, data in entries.items():
                 archive.writestr(entry, data)
-        return path
+        return self.at(name)
 
     def test_packs_a_game_folder_and_names_it_in_the_version_file(self):
-        game = os.path.join(self.work.name, 'game')
-        os.makedirs(os.path.join(game, 'data'))
+        os.makedirs(self.at('game', 'data'))
         for name, data in {**PROGRAMS, os.path.join('data', 'ostvale.map'): b'\0' * 1000}.items():
-            with open(os.path.join(game, name), 'wb') as out:
+            with open(self.at('game', name), 'wb') as out:
                 out.write(data)
-        self.assertEqual(self.publish('1.4.2', game).returncode, 0)
-        with open(os.path.join(self.serve, 'game.zip'), 'rb') as archive:
-            digest = hashlib.sha256(archive.read()).hexdigest()
-        with open(os.path.join(self.serve, 'version.txt'), 'rb') as version:
-            self.assertEqual(version.read(), f'1.4.2\n{digest}\n'.encode())
-        with zipfile.ZipFile(os.path.join(self.serve, 'game.zip')) as archive:
+        self.assertEqual(self.publish('1.4.2', self.at('game')).returncode, 0)
+        with open(self.at('serve', 'game.zip'), 'rb') as archive, open(self.at('serve', 'version.txt'), 'rb') as version:
+            self.assertEqual(version.read(), f'1.4.2\n{hashlib.sha256(archive.read()).hexdigest()}\n'.encode())
+        with zipfile.ZipFile(self.at('serve', 'game.zip')) as archive:
             self.assertEqual(sorted(archive.namelist()), [*sorted(PROGRAMS), 'data/ostvale.map'])
-        self.assertEqual(sorted(os.listdir(self.serve)), ['game.zip', 'version.txt'], 'no temporary files left')
+        self.assertEqual(sorted(os.listdir(self.at('serve'))), ['game.zip', 'version.txt'], 'no temporary files left')
 
     def test_refuses_what_the_installer_could_not_install(self):
         damaged = self.zip('damaged.zip', PROGRAMS)
@@ -47,7 +43,7 @@ class PublishTest(unittest.TestCase):
                  ('1.0', self.zip('d.zip', {**PROGRAMS, '/etc/evil': b'x'}), 'absolute path'),
                  ('1.0', self.zip('e.zip', {**PROGRAMS, 'C:/evil': b'x'}), 'absolute path'),
                  ('1.0', damaged, 'damaged entry: Game_x64_win.exe'),
-                 ('1.0', os.path.join(self.work.name, 'missing.zip'), ''),
+                 ('1.0', self.at('missing.zip'), ''),
                  ('', self.zip('f.zip', PROGRAMS), ''), ('1.0\n2.0', self.zip('g.zip', PROGRAMS), ''),
                  ('1.0 ', self.zip('h.zip', PROGRAMS), '')]
         for version, source, complaint in cases:
@@ -55,7 +51,7 @@ class PublishTest(unittest.TestCase):
                 result = self.publish(version, source)
                 self.assertNotEqual(result.returncode, 0)
                 self.assertIn(complaint, result.stderr)
-                self.assertFalse(os.path.exists(os.path.join(self.serve, 'version.txt')))
+                self.assertFalse(os.path.exists(self.at('serve', 'version.txt')))
 
 
 if __name__ == '__main__':
