@@ -6,10 +6,9 @@
 shopt -s inherit_errexit
 
 smaller() { echo "$1 $2" | awk '{ print ($1 < $2 ? $1 : $2) }'; }
-larger() { echo "$1 $2" | awk '{ print ($1 > $2 ? $1 : $2) }'; }
 
 # Runs the command $runs times and prints one figure for all runs: the figures the runs print,
-# combined by $1 (smaller or larger).
+# combined by $1 (smaller).
 combine_runs() {
   local combine=$1 kept="" figure
   shift
@@ -34,7 +33,6 @@ best_of() { combine_runs smaller wall_time "$@"; }
 
 ratio() { echo "$1 $2" | awk '{ printf "%.2f", $1 / $2 }'; }
 mib_per_s() { echo "$1 ${2:-1024}" | awk '{ printf "%.0f", $2 / $1 }'; }
-mib() { echo "$1" | awk '{ printf "%.1f", $1 / 1048576 }'; }
 windows_path() { echo "Z:$1" | tr / '\\'; }
 
 # Runs the program (its Unix path) under process_figures.exe and prints "<seconds> <peak
@@ -57,14 +55,15 @@ build_targets() {
   ninja -C "$build_dir" -j2 "$@" > /dev/null
 }
 
-# The test bed of $build_dir (its Wine prefix, with the stand-in tar.exe, and its display) and
+# The test bed of $build_dir (its Wine prefix, whose tar.exe is the host's bsdtar through the
+# bridge, and its display) and
 # a work folder $work inside the build folder; both are stopped and removed when the script
 # exits, and so is the nginx that serve_release starts.
 start_test_bed() {
   work=$(mktemp -d -p "$build_dir")
   chmod 755 "$work"  # nginx's workers run as another user
   trap stop_test_bed EXIT
-  "$source_dir/tests/wine/prefix.sh" start "$build_dir/wine" "$build_dir/bin/stand_in_tar.exe" > /dev/null
+  "$source_dir/tests/wine/prefix.sh" start "$build_dir/wine" "$build_dir/bin/tar_bridge.exe" > /dev/null
   source "$source_dir/tests/wine/env.sh" "$build_dir/wine"
   install_folder='C:\bench\QuarnfellOstvale'
   install_unix=$WINEPREFIX/drive_c/bench/QuarnfellOstvale
@@ -123,18 +122,4 @@ await_launcher_starts() {
   done
   echo "the launcher did not start" >&2
   return 1
-}
-
-# A fresh install into an empty registered folder, the installer started by the command given,
-# its success box pressed at once by the UI robot; fails unless the install is complete.
-# Prints what the command prints.
-fresh_install() {
-  rm -rf "$install_unix" && mkdir -p "$install_unix"
-  register_install_folder
-  "$WINE" "$build_dir/bin/qo_robot.exe" press "Quarnfell Ostvale" OK 600 > /dev/null &
-  local robot=$!
-  "$@"
-  wait "$robot"
-  [ -f "$install_unix/install.ok" ]
-  await_launcher_starts 1
 }
