@@ -10,7 +10,7 @@ source_dir=$(cd "$(dirname "$0")/.." && pwd)
 build_dir=$(realpath -m "${1:-$source_dir/build-bench}")
 source "$source_dir/bench/lib.sh"
 runs=3
-build_targets "$build_dir" digest_bench stand_in_tar
+build_targets "$build_dir" digest_bench tar_bridge
 start_test_bed
 data="$work/data.bin"
 head -c 1G /dev/urandom > "$data"
