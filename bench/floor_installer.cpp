@@ -129,10 +129,12 @@ void Download(const std::string& path, HWND status, HWND bar) {
         SetWindowTextA(status, text);
         Pump();
     }
+    if (total != length) Fail("download");
+    // Logged before the handles are closed, as the installer does, so closing a file of a
+    // gigabyte falls into the same phase for both.
+    Log("winhttp: download complete, " + std::to_string(total) + " bytes written (HTTP 200)");
     CloseHandle(file);
     Close(request, connection, session);
-    if (total != length) Fail("download");
-    Log("winhttp: download complete, " + std::to_string(total) + " bytes written (HTTP 200)");
 }
 
 bool Unpack() {
