@@ -1,12 +1,18 @@
 #!/bin/bash
 # Starts or stops the Windows test bed of one build folder: a private Wine prefix whose tar.exe
-# is TAR_EXE (with its bridge to the host's bsdtar), a virtual X display, and a wineserver kept
-# warm between test programs; for the tests, a drive F: of 2 MiB that fills up.
+# is TAR_EXE (a bridge to the host's bsdtar), a virtual X display, and a wineserver kept warm
+# between test programs; for the tests, a drive F: of 2 MiB that fills up. `run` runs one
+# Windows program in it and ends with that program's exit code.
 #   prefix.sh start WINE_DIR [TAR_EXE]    prefix.sh drive WINE_DIR    prefix.sh stop WINE_DIR
+#   prefix.sh run WINE_DIR PROGRAM [ARGS...]
 set -euo pipefail
 wine_dir=$2
 source "$(dirname "$0")/env.sh" "$wine_dir"
 case $1 in
+run)
+    shift 2
+    exec "$WINE" "$@"
+    ;;
 start)
     mkdir -p "$wine_dir"
     if ! kill -0 "$(cat "$wine_dir/xvfb.pid" 2>/dev/null)" 2>/dev/null; then
@@ -29,10 +35,7 @@ start)
         done
         touch "$WINEPREFIX/.test-bed-ready"
     fi
-    if [ -n "${3:-}" ]; then
-        cp "$3" "$WINEPREFIX/drive_c/windows/system32/tar.exe"
-        cp "$(dirname "$0")/../support/tar-bridge.sh" "$WINEPREFIX/drive_c/windows/system32/"
-    fi
+    if [ -n "${3:-}" ]; then cp "$3" "$WINEPREFIX/drive_c/windows/system32/tar.exe"; fi
     setsid "$WINESERVER" -p </dev/null >/dev/null 2>&1 || true
     # The first Windows program starts the prefix's services, which hold its output streams for
     # as long as they run: start them here, on no streams, so no test's output is held open.
