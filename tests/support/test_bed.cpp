@@ -8,26 +8,16 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
 
-namespace {
+#include "common/text.h"
+
 constexpr wchar_t InstallKey[] = L"Software\\QuarnfellOstvale";
-
-std::wstring Wide(const std::string& text) {
-    std::wstring wide(text.size(), L'\0');
-    wide.resize(MultiByteToWideChar(CP_ACP, 0, text.data(), static_cast<int>(text.size()), wide.data(),
-                                    static_cast<int>(wide.size())));
-    return wide;
-}
-
-void Put(std::string& out, unsigned long value, int bytes) {
-    for (int i = 0; i < bytes; ++i, value >>= 8) out += static_cast<char>(value & 0xFF);
-}
-}  // namespace
 
 std::string FreshFolder(const std::string& path) {
     std::error_code ignored;
-    std::filesystem::remove_all(Wide(path), ignored);
-    std::filesystem::create_directories(Wide(path));
+    std::filesystem::remove_all(NarrowToWide(path), ignored);
+    std::filesystem::create_directories(NarrowToWide(path));
     return path;
 }
 
@@ -51,15 +41,12 @@ std::string BuiltProgram(const std::string& fileName) {
 
 std::vector<std::string> LogMessages(const std::string& logPath) {
     const std::string text = ReadBytes(logPath);
+    const std::regex stamp(R"(\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\] )");
     std::vector<std::string> messages;
     for (size_t start = 0, end; start < text.size(); start = end + 2) {
         end = text.find("\r\n", start);
         const std::string line = text.substr(start, end - start);
-        bool stamped = line.size() >= 22;
-        for (size_t i = 0; stamped && i < 22; ++i) {
-            const char shape = "[0000-00-00 00:00:00] "[i];
-            stamped = shape == '0' ? line[i] >= '0' && line[i] <= '9' : line[i] == shape;
-        }
+        const bool stamped = line.size() >= 22 && std::regex_match(line.substr(0, 22), stamp);
         EXPECT_TRUE(stamped && end != std::string::npos) << "not a log line: " << line;
         messages.push_back(line.substr(stamped ? 22 : 0));
         if (end == std::string::npos) break;
@@ -91,7 +78,7 @@ Registration TextRegistration(const std::wstring& text) {
     return {REG_SZ, std::string(reinterpret_cast<const char*>(text.c_str()), (text.size() + 1) * sizeof(wchar_t))};
 }
 
-Registration FolderRegistration(const std::string& folder) { return TextRegistration(Wide(folder)); }
+Registration FolderRegistration(const std::string& folder) { return TextRegistration(NarrowToWide(folder)); }
 
 void MakeInstalledFolder(const std::string& folder) {
     WriteBytes(folder + "\\install.ok", "ok\r\n");
@@ -120,7 +107,7 @@ ShellLink ReadShellLink(const std::string& path) {
     if (SUCCEEDED(CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkA,
                                    reinterpret_cast<void**>(&link))) &&
         SUCCEEDED(link->QueryInterface(IID_IPersistFile, reinterpret_cast<void**>(&file))) &&
-        SUCCEEDED(file->Load(Wide(path).c_str(), STGM_READ))) {
+        SUCCEEDED(file->Load(NarrowToWide(path).c_str(), STGM_READ))) {
         char text[4][MAX_PATH] = {};
         int icon = 0;
         link->GetPath(text[0], MAX_PATH, nullptr, SLGP_RAWPATH);
@@ -136,31 +123,22 @@ ShellLink ReadShellLink(const std::string& path) {
 }
 
 std::string MakeZip(const std::vector<std::pair<std::string, std::string>>& entries) {
-    std::string archive, directory;
+    const std::string staging = FreshFolder("C:\\qo-tests\\zip\\entries");
+    std::string commandLine = "tar.exe -a -c -n --options zip:compression=store -f ../made.zip";
     for (const auto& [name, data] : entries) {
-        unsigned long crc = 0xFFFFFFFF;
-        for (unsigned char byte : data) {
-            crc ^= byte;
-            for (int bit = 0; bit < 8; ++bit) crc = (crc >> 1) ^ (0xEDB88320 & (0 - (crc & 1)));
-        }
-        // Version 1.0, no flags, stored, 1 Jan 2025, then CRC, both sizes and the name's length.
-        std::string common;
-        Put(common, 10, 2), Put(common, 0, 4), Put(common, 0x5A210000, 4), Put(common, ~crc, 4);
-        Put(common, data.size(), 4), Put(common, data.size(), 4), Put(common, name.size(), 2);
-        Put(directory, 0x02014b50, 4), Put(directory, 20, 2);
-        directory += common;
-        Put(directory, 0, 8), Put(directory, name.back() == '/' ? 0x10 : 0, 4), Put(directory, archive.size(), 4);
-        directory += name;
-        Put(archive, 0x04034b50, 4);
-        archive += common;
-        Put(archive, 0, 2);
-        archive += name + data;
+        const std::filesystem::path path = NarrowToWide(staging + "\\" + name);
+        std::filesystem::create_directories(name.back() == '/' ? path : path.parent_path());
+        if (name.back() != '/') WriteBytes(staging + "\\" + name, data);
+        commandLine += " \"" + name + "\"";
     }
-    const size_t directoryOffset = archive.size();
-    archive += directory;
-    Put(archive, 0x06054b50, 4), Put(archive, 0, 4), Put(archive, entries.size(), 2), Put(archive, entries.size(), 2);
-    Put(archive, directory.size(), 4), Put(archive, directoryOffset, 4), Put(archive, 0, 2);
-    return archive;
+    STARTUPINFOA startup{.cb = sizeof startup};
+    PROCESS_INFORMATION tar{};
+    EXPECT_TRUE(CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, staging.c_str(),
+                               &startup, &tar));
+    WaitForSingleObject(tar.hProcess, INFINITE);
+    CloseHandle(tar.hProcess);
+    CloseHandle(tar.hThread);
+    return ReadBytes("C:\\qo-tests\\zip\\made.zip");
 }
 
 std::string Sha256Hex(const std::string& bytes) {

@@ -1,6 +1,6 @@
 #pragma once
 // Files, registry values, archives and programs of the test bed, as tests set them up and
-// read them back, independently of the installer's own code.
+// read them back, independently of the installer's own code (but for its text conversion).
 #include <windows.h>
 
 #include <string>
@@ -39,6 +39,7 @@ struct ShellLink {
 };
 ShellLink ReadShellLink(const std::string& path);
 
-// A zip archive of stored entries; a name ending in '/' is a folder.
+// A zip archive of stored entries, made by the system's tar.exe, which writes zips as Windows'
+// own does; a name ending in '/' is a folder.
 std::string MakeZip(const std::vector<std::pair<std::string, std::string>>& entries);
 std::string Sha256Hex(const std::string& bytes);  // the platform's own SHA-256
