@@ -13,6 +13,6 @@ std::string ParentFolder(const std::string& path) {
     size_t end = lastSeparator;
     while (end > 0 && (path[end - 1] == '\\' || path[end - 1] == '/')) --end;
     // Without its separator a root would name the drive's current folder ("C:") or nothing.
-    const bool root = end == 0 || (end == 2 && path[1] == ':' && path[0] != '\\' && path[0] != '/');
+    const bool root = end == 0 || (end == 2 && path[1] == ':');
     return path.substr(0, root ? end + 1 : end);
 }
