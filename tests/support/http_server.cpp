@@ -98,12 +98,10 @@ void HttpServer::Answer(Socket client) {
     }
     if (reply.ending == Reply::Close) {
         shutdown(client, SD_SEND);
-    } else if (reply.ending == Reply::Reset) {
+    } else {
         // No shutdown() first: it would send FIN, and the client would see a clean, short end.
         Sleep(reply.pauseMs);
         const linger abort = {1, 0};
         setsockopt(client, SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&abort), sizeof abort);
-    } else {
-        WaitReadable(client);  // the client sends nothing more: readable means it went away
     }
 }

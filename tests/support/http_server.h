@@ -13,7 +13,7 @@
 #include <vector>
 
 struct Reply {
-    enum Ending { Close, Reset, Stall };  // after the body: FIN, RST, or silence until the client leaves
+    enum Ending { Close, Reset };  // after the body: FIN or RST
 
     int status = 200;
     std::string body;

@@ -19,20 +19,14 @@ TEST(Sha256, EveryLengthAroundThePaddingMatchesThePlatform) {
     }
 }
 
-// Files are read in binary, 1 MiB at a time. Past 4 GiB every 32-bit count has wrapped: the
-// read offset, the bytes hashed, the length in the padding. The sparse file holds text at its
-// head, across the 4 GiB mark and at its end; its digest is sha256sum's of the same layout:
+// Files are read in binary, 1 MiB at a time: this one takes 4,097 reads, the last of 13 bytes.
+// Past 4 GiB every 32-bit count has wrapped: the read offset, the bytes hashed, the length in
+// the padding. The sparse file holds text at its head, across the 4 GiB mark and at its end;
+// its digest is sha256sum's of the same layout:
 //   python3 -c 'f=open("f","wb"); s=(4<<30)+(1<<20)+13; f.write(b"head of the file");
 //     f.seek((4<<30)-5); f.write(b"across 4 GiB"); f.seek(s-14); f.write(b"the last bytes")'
 TEST(Sha256File, DigestsTheWholeFileAcrossItsReads) {
     const std::string path = FreshFolder("C:\\qo-tests\\sha256") + "\\file";
-    std::string pattern((1 << 20) + 1, '\0');
-    for (size_t i = 0; i < pattern.size(); ++i) pattern[i] = static_cast<char>((i * 7) ^ (i >> 11));
-    for (const std::string& content : {std::string("line\r\nend\x1a\r\n\0\xff\n\r", 16), pattern.substr(1), pattern}) {
-        WriteBytes(path, content);
-        EXPECT_EQ(ComputeFileSha256(path), Sha256Hex(content)) << content.size();
-    }
-
     const unsigned long long size = (4ull << 30) + (1 << 20) + 13;
     HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
     DWORD count = 0;
