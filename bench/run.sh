@@ -1,0 +1,17 @@
+#!/bin/bash
+# Every benchmark in one go, on one build folder's Wine test bed and the same nginx: the digest
+# against openssl and sha256sum (which shows the floor's digest to be the faster one), the whole
+# install against its floor for 256 MiB and 1 GiB archives, and the hand-off against its floor.
+# Run as root, alone on the machine: the install serves on 127.0.0.1:8080, as the tests do.
+# Exit code 3 when a target is missed, 1 when a benchmark could not run.
+#   bench/run.sh [build folder]    (RUNS=n for both floors' runs, SIZES_MIB="256 1024")
+set -uo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
+status=0
+for bench in digest install handoff; do
+  echo "== $bench"
+  bash "$here/run_${bench}_bench.sh" "$@"
+  code=$?
+  [ "$code" -eq 0 ] || [ "$status" -eq 1 ] || status=$code
+done
+exit "$status"
