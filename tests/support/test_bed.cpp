@@ -123,8 +123,8 @@ ShellLink ReadShellLink(const std::string& path) {
 }
 
 std::string MakeZip(const std::vector<std::pair<std::string, std::string>>& entries) {
-    const std::string staging = FreshFolder("C:\\qo-tests\\zip\\entries");
-    std::string commandLine = "tar.exe -a -c -n --options zip:compression=store -f ../made.zip";
+    const std::string staging = FreshFolder("C:\\qo-tests\\zip");
+    std::string commandLine = "tar.exe -a -c -n --options zip:compression=store -f made.zip";
     for (const auto& [name, data] : entries) {
         const std::filesystem::path path = NarrowToWide(staging + "\\" + name);
         std::filesystem::create_directories(name.back() == '/' ? path : path.parent_path());
@@ -138,7 +138,7 @@ std::string MakeZip(const std::vector<std::pair<std::string, std::string>>& entr
     WaitForSingleObject(tar.hProcess, INFINITE);
     CloseHandle(tar.hProcess);
     CloseHandle(tar.hThread);
-    return ReadBytes("C:\\qo-tests\\zip\\made.zip");
+    return ReadBytes(staging + "\\made.zip");  // none if tar failed: the folder was emptied first
 }
 
 std::string Sha256Hex(const std::string& bytes) {
