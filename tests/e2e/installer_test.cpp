@@ -90,7 +90,7 @@ struct InstallerRun {
 };
 
 // Starts the program (with no arguments, as a player does) and answers each of its dialogs; a
-// run that outlives two minutes is ended and fails.
+// run that outlives a minute is ended and fails, saying what it had shown.
 InstallerRun RunInstaller(const std::string& program, const std::function<void(HWND, const std::string&)>& answer) {
     InstallerRun run;
     STARTUPINFOA startup{.cb = sizeof startup};
@@ -102,8 +102,14 @@ InstallerRun RunInstaller(const std::string& program, const std::function<void(H
         return run;
     }
     std::vector<HWND> seen;
-    for (int tick = 0; WaitForSingleObject(process.hProcess, 50) == WAIT_TIMEOUT;) {
-        if (++tick == 2400) TerminateProcess(process.hProcess, STILL_ACTIVE);
+    for (const DWORD start = GetTickCount(); WaitForSingleObject(process.hProcess, 50) == WAIT_TIMEOUT;) {
+        if (GetTickCount() - start > 60000) {
+            ADD_FAILURE() << "the installer had not ended a minute after its start; it was ended. Dialogs read: "
+                          << ::testing::PrintToString(run.dialogs);
+            TerminateProcess(process.hProcess, STILL_ACTIVE);
+            WaitForSingleObject(process.hProcess, 10000);
+            break;
+        }
         for (HWND window : ShownWindows(process.dwProcessId)) {
             if (std::find(seen.begin(), seen.end(), window) != seen.end()) continue;
             seen.push_back(window);

@@ -3,16 +3,16 @@
 
 #include "tests/support/http_server.h"
 
+#include <gtest/gtest.h>
+
 #include "common/names.h"
 
 namespace {
-bool SendAll(SOCKET socket, const std::string& bytes) {
-    for (size_t sent = 0; sent < bytes.size();) {
-        const int result = send(socket, bytes.data() + sent, static_cast<int>(bytes.size() - sent), 0);
-        if (result <= 0) return false;
-        sent += static_cast<size_t>(result);
-    }
-    return true;
+constexpr DWORD IdleClientMs = 10000;
+
+void MakeNonBlocking(SOCKET socket) {
+    u_long on = 1;
+    ioctlsocket(socket, FIONBIO, &on);
 }
 }  // namespace
 
@@ -23,24 +23,36 @@ HttpServer::HttpServer(std::function<std::string()> note) : note_(std::move(note
     // Connections of earlier servers linger in TIME_WAIT on the same port.
     const BOOL reuse = TRUE;
     setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, reinterpret_cast<const char*>(&reuse), sizeof reuse);
+    MakeNonBlocking(listener);
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_port = htons(DownloadServerPort);
     inet_pton(AF_INET, DownloadServerHost, &address.sin_addr);
     listener_ = listener;
-    if (bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 || listen(listener, 8) != 0) return;
-    thread_ = std::thread([this] {
-        while (WaitReadable(listener_)) {
-            const SOCKET client = accept(listener_, nullptr, nullptr);
-            Answer(client);
-            closesocket(client);
-        }
-    });
+    if (bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 || listen(listener, 8) != 0) {
+        ADD_FAILURE() << "the scripted server cannot listen on port " << DownloadServerPort << ", error " << WSAGetLastError();
+        return;
+    }
+    stop_ = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    thread_ = CreateThread(nullptr, 0, [](void* self) -> DWORD {
+        static_cast<HttpServer*>(self)->Run();
+        return 0;
+    }, this, 0, nullptr);
 }
 
 HttpServer::~HttpServer() {
     stopping_ = true;
-    if (thread_.joinable()) thread_.join();
+    if (thread_) {
+        SetEvent(stop_);
+        // Every wait of the thread is sliced, but Winsock under Wine has blocked for good
+        // before (a blocking send to a client that had gone), so its end is not taken on trust.
+        if (WaitForSingleObject(thread_, 2000) != WAIT_OBJECT_0) {
+            ADD_FAILURE() << "the scripted server's thread did not stop within 2 s; it was ended";
+            TerminateThread(thread_, 1);
+        }
+        CloseHandle(thread_);
+        CloseHandle(stop_);
+    }
     closesocket(listener_);
     WSACleanup();
 }
@@ -55,22 +67,48 @@ std::vector<Request> HttpServer::Requests() const {
     return requests_;
 }
 
-bool HttpServer::WaitReadable(Socket socket) const {
-    while (!stopping_) {
-        fd_set readable;
-        FD_ZERO(&readable);
-        FD_SET(socket, &readable);
-        timeval timeout = {0, 50000};
-        if (select(0, &readable, nullptr, nullptr, &timeout) != 0) return true;
+void HttpServer::Run() {
+    while (WaitUntil(listener_, false, INFINITE)) {
+        const SOCKET client = accept(listener_, nullptr, nullptr);
+        if (client == INVALID_SOCKET) continue;  // gone again before it was taken
+        MakeNonBlocking(client);
+        Answer(client);
+        closesocket(client);
+    }
+}
+
+bool HttpServer::WaitUntil(Socket socket, bool writable, DWORD limitMs) const {
+    for (const DWORD start = GetTickCount(); !stopping_;) {
+        fd_set ready;
+        FD_ZERO(&ready);
+        FD_SET(socket, &ready);
+        timeval slice = {0, 50000};
+        if (select(0, writable ? nullptr : &ready, writable ? &ready : nullptr, nullptr, &slice) != 0) return true;
+        if (limitMs != INFINITE && GetTickCount() - start > limitMs) return false;
     }
     return false;
+}
+
+bool HttpServer::Pause(DWORD ms) const { return WaitForSingleObject(stop_, ms) == WAIT_TIMEOUT; }
+
+// A client that has gone fails the send at once, or stops taking data; either ends the reply.
+bool HttpServer::SendAll(Socket client, const std::string& bytes) {
+    for (size_t sent = 0; sent < bytes.size();) {
+        const int result = send(client, bytes.data() + sent, static_cast<int>(bytes.size() - sent), 0);
+        if (result > 0) {
+            sent += static_cast<size_t>(result);
+        } else if (WSAGetLastError() != WSAEWOULDBLOCK || !WaitUntil(client, true, IdleClientMs)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 void HttpServer::Answer(Socket client) {
     std::string head;
     char buffer[4096];
     while (head.find("\r\n\r\n") == std::string::npos) {
-        const int received = WaitReadable(client) ? recv(client, buffer, sizeof buffer, 0) : 0;
+        const int received = WaitUntil(client, false, IdleClientMs) ? recv(client, buffer, sizeof buffer, 0) : 0;
         if (received <= 0) return;
         head.append(buffer, static_cast<size_t>(received));
     }
@@ -92,15 +130,13 @@ void HttpServer::Answer(Socket client) {
                                          "Connection: close\r\n\r\n");
     const size_t pieceSize = reply.pieceSize ? reply.pieceSize : reply.body.size() + 1;
     for (size_t at = 0; connected && at < reply.body.size(); at += pieceSize) {
-        if (at > 0) Sleep(reply.pauseMs);
-        connected = SendAll(client, reply.body.substr(at, pieceSize));
+        connected = (at == 0 || Pause(reply.pauseMs)) && SendAll(client, reply.body.substr(at, pieceSize));
         if (connected && reply.afterPiece) reply.afterPiece(at / pieceSize + 1);
     }
     if (reply.ending == Reply::Close) {
         shutdown(client, SD_SEND);
-    } else {
+    } else if (Pause(reply.pauseMs)) {
         // No shutdown() first: it would send FIN, and the client would see a clean, short end.
-        Sleep(reply.pauseMs);
         const linger abort = {1, 0};
         setsockopt(client, SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&abort), sizeof abort);
     }

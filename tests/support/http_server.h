@@ -1,7 +1,11 @@
 #pragma once
 // The download server as the tests script it: an HTTP/1.1 server on the installer's host and
 // port that gives each path the replies it was given, in turn (the last one for every later
-// request), one connection at a time; unscripted paths get 404.
+// request), one connection at a time; unscripted paths get 404. No wait in it is unbounded: a
+// client that sends no request or takes no data for 10 s is dropped, and the destructor returns
+// within two seconds whatever its thread is doing.
+#include <windows.h>
+
 #include <atomic>
 #include <cstdint>
 #include <deque>
@@ -9,7 +13,6 @@
 #include <map>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 struct Reply {
@@ -40,14 +43,20 @@ public:
 
 private:
     using Socket = std::uintptr_t;  // Winsock's SOCKET, without winsock2.h in this header
+    void Run();
     void Answer(Socket client);
-    bool WaitReadable(Socket socket) const;  // false when the server stops first
+    bool SendAll(Socket client, const std::string& bytes);
+    // Waits, in short slices, until the socket can be read (or written); false when the server
+    // stops first or limitMs pass (never, for INFINITE).
+    bool WaitUntil(Socket socket, bool writable, DWORD limitMs) const;
+    bool Pause(DWORD ms) const;  // false when the server stops first
 
     std::function<std::string()> note_;
     Socket listener_ = ~Socket(0);
     std::atomic<bool> stopping_{false};
+    HANDLE stop_ = nullptr;
+    HANDLE thread_ = nullptr;
     mutable std::mutex mutex_;
     std::map<std::string, std::deque<Reply>> replies_;
     std::vector<Request> requests_;
-    std::thread thread_;
 };

@@ -135,7 +135,7 @@ std::string MakeZip(const std::vector<std::pair<std::string, std::string>>& entr
     PROCESS_INFORMATION tar{};
     EXPECT_TRUE(CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, staging.c_str(),
                                &startup, &tar));
-    WaitForSingleObject(tar.hProcess, INFINITE);
+    EXPECT_EQ(WaitForSingleObject(tar.hProcess, 60000), WAIT_OBJECT_0) << "tar.exe making a zip did not end within 60 s";
     CloseHandle(tar.hProcess);
     CloseHandle(tar.hThread);
     return ReadBytes(staging + "\\made.zip");  // none if tar failed: the folder was emptied first

@@ -8,6 +8,14 @@
 set -euo pipefail
 wine_dir=$2
 source "$(dirname "$0")/env.sh" "$wine_dir"
+# bounded SECONDS WHAT OUTPUT COMMAND...: a step that hangs ends the script, saying what it
+# waited for; the command's own output goes to the file OUTPUT.
+bounded() {
+    local seconds=$1 what=$2 output=$3
+    shift 3
+    timeout -k 5 "$seconds" "$@" </dev/null >"$output" 2>&1 ||
+        { echo "prefix.sh: $what did not succeed within $seconds s (exit $?)" >&2; exit 1; }
+}
 case $1 in
 run)
     shift 2
@@ -27,8 +35,9 @@ start)
     export DISPLAY=":$(cat "$wine_dir/display")"
     if [ ! -f "$WINEPREFIX/.test-bed-ready" ]; then
         rm -rf "$WINEPREFIX"
-        "$WINE" wineboot -i >"$wine_dir/wineboot.log" 2>&1
-        "$WINESERVER" -w
+        bounded 240 "wineboot -i, creating the prefix (see $wine_dir/wineboot.log)," "$wine_dir/wineboot.log" \
+            "$WINE" wineboot -i
+        bounded 120 "wineserver -w, the new prefix's programs ending," /dev/null "$WINESERVER" -w
         # wineboot links the profile's shell folders into $HOME; tests must write inside the prefix.
         for link in "$WINEPREFIX"/drive_c/users/*/{Desktop,Documents,Downloads,Music,Pictures,Videos,Templates}; do
             if [ -L "$link" ]; then rm "$link" && mkdir "$link"; fi
@@ -39,7 +48,8 @@ start)
     setsid "$WINESERVER" -p </dev/null >/dev/null 2>&1 || true
     # The first Windows program starts the prefix's services, which hold its output streams for
     # as long as they run: start them here, on no streams, so no test's output is held open.
-    "$WINE" regedit /S "Z:$(realpath "$(dirname "$0")/test-bed.reg" | tr / '\\')" </dev/null >/dev/null 2>&1
+    bounded 120 "regedit /S test-bed.reg, starting the prefix's services," /dev/null \
+        "$WINE" regedit /S "Z:$(realpath "$(dirname "$0")/test-bed.reg" | tr / '\\')"
     echo "test bed ready: WINEPREFIX=$WINEPREFIX DISPLAY=$DISPLAY"
     ;;
 drive)
