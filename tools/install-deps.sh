@@ -4,6 +4,7 @@
 set -euo pipefail
 packages=(
     cmake ninja-build python3 g++-mingw-w64-x86-64-posix   # the cross build
+    python3-cryptography openssl osslsigncode               # signing keys, version files, releases
     wine wine64 xvfb xauth imagemagick                      # the Windows test bed and screenshots
     googletest                                              # the test framework
     libarchive-tools                                        # bsdtar, the system tar.exe of the test bed

@@ -1,0 +1,156 @@
+#!/usr/bin/env python3
+"""Checks a live download server as the installer sees it.
+
+    check_server.py http://HOST:8080 [--keys KEYS_FILE]
+
+Fetches /version.txt and /game.zip as the installer does (its user agent, redirects followed,
+status 200 only, its timeouts) and checks what the installer checks, in its order: with --keys
+the signature lines against those keys and the archive's size against the signed one, then the
+archive's SHA-256 against the version file, and that the archive unpacks into a game. Prints
+one line per check, "ok: " or "FAILED: ", stopping where the installer would stop, and last
+whether an installer built with those keys (or without keys) would install what is served now:
+exit 0 when it would, 1 otherwise.
+"""
+import argparse
+import hashlib
+import http.client
+import os
+import sys
+import tempfile
+import urllib.request
+
+import publish
+import version_file
+
+USER_AGENT = 'QuarnfellOstvaleLauncher/1.0'
+CONNECT_TIMEOUT, READ_TIMEOUT = 15, 60
+VERSION_FILE_LIMIT = 65536
+
+
+class _InstallerTimeouts:
+    """Connects within the connect timeout, then allows the read timeout for every wait."""
+
+    def connect(self):
+        super().connect()
+        self.sock.settimeout(READ_TIMEOUT)
+
+
+class _HTTPConnection(_InstallerTimeouts, http.client.HTTPConnection):
+    pass
+
+
+class _HTTPSConnection(_InstallerTimeouts, http.client.HTTPSConnection):
+    pass
+
+
+class _HTTPHandler(urllib.request.HTTPHandler):
+    def http_open(self, request):
+        return self.do_open(_HTTPConnection, request)
+
+
+# A download may be redirected to a CDN that speaks HTTPS.
+class _HTTPSHandler(urllib.request.HTTPSHandler):
+    def https_open(self, request):
+        return self.do_open(_HTTPSConnection, request)
+
+
+_OPENER = urllib.request.build_opener(_HTTPHandler, _HTTPSHandler)
+
+
+def fetch(url):
+    request = urllib.request.Request(url, headers={'User-Agent': USER_AGENT})
+    response = _OPENER.open(request, timeout=CONNECT_TIMEOUT)
+    if response.status != 200:
+        response.close()
+        raise OSError(f'status {response.status}; the installer accepts only 200')
+    return response
+
+
+def report(ok, text):
+    print(('ok: ' if ok else 'FAILED: ') + text)
+    return ok
+
+
+def download(response, out, size):
+    """Count and SHA-256 of the body, written to out; past a signed size it stops, as the installer does."""
+    digest, count = hashlib.sha256(), 0
+    for block in iter(lambda: response.read(1 << 20), b''):
+        out.write(block)
+        digest.update(block)
+        count += len(block)
+        if size is not None and count > size:
+            break
+    return count, digest.hexdigest().encode()
+
+
+def shown(text):
+    return text.decode(errors='replace')
+
+
+def check_archive(server, parsed, size):
+    """The archive's checks; size is the signed size, or None for an installer without keys."""
+    with tempfile.TemporaryDirectory() as work:
+        archive = os.path.join(work, 'game.zip')
+        try:
+            with fetch(server + '/game.zip') as response, open(archive, 'wb') as out:
+                length = response.headers.get('Content-Length')
+                if size is not None and length is not None:
+                    if not report(length == str(size), f'game.zip: Content-Length {length}, signed size {size}'):
+                        return False
+                count, digest = download(response, out, size)
+        except (OSError, http.client.HTTPException) as error:
+            return report(False, f'game.zip: {error}')
+        if size is not None:
+            received = f'more than {size}' if count > size else count
+            if not report(count == size, f'game.zip: {received} bytes, signed size {size}'):
+                return False
+        named = parsed.digest.lower()
+        if not report(digest == named, f'game.zip: sha256 {shown(digest)}, version.txt names {shown(named)}'):
+            return False
+        problems = publish.archive_problems(archive)
+        return report(not problems, 'game.zip: ' + ('; '.join(problems) or 'installable'))
+
+
+def check(server, trusted):
+    """Whether an installer trusting these keys (None: built without keys) would install what is served."""
+    try:
+        with fetch(server + '/version.txt') as response:
+            data = response.read(VERSION_FILE_LIMIT + 1)
+    except (OSError, http.client.HTTPException) as error:
+        return report(False, f'version.txt: {error}')
+    if len(data) > VERSION_FILE_LIMIT:
+        return report(False, f'version.txt: longer than {VERSION_FILE_LIMIT} bytes; the installer reads only that much')
+    parsed = version_file.parse(data)
+    if parsed is None:
+        return report(False, 'version.txt: malformed (need 2 non-empty lines)')
+    report(True, f'version.txt: version {shown(parsed.version)}')
+    if not trusted:
+        return check_archive(server, parsed, None)
+    try:
+        accepted = version_file.verify(parsed, trusted)
+    except version_file.Rejected as reason:
+        return report(False, f'version.txt: {reason}')
+    report(True, f'version.txt: signed by key {accepted.key_id} for {accepted.size} bytes, expires {accepted.expires}')
+    return check_archive(server, parsed, accepted.size)
+
+
+def main(arguments):
+    parser = argparse.ArgumentParser(prog='check_server.py', description='Checks a download server as the installer sees it.')
+    parser.add_argument('server', metavar='http://HOST:8080')
+    parser.add_argument('--keys', metavar='KEYS_FILE', help='check as an installer built with these keys')
+    options = parser.parse_args(arguments)
+    if not options.server.startswith('http://'):
+        parser.error('the server is http://HOST:8080')
+    try:
+        trusted = options.keys and version_file.read_keys(options.keys)
+    except version_file.BadKeysFile as error:
+        sys.exit(f'check_server: {error}')
+    would = check(options.server.rstrip('/'), trusted)
+    installer = f'built with the keys in {options.keys}' if options.keys else 'built without keys'
+    answer = 'yes: an installer {} would' if would else 'no: an installer {} would not'
+    print(answer.format(installer) + f' install what {options.server} serves now')
+    sys.exit(0 if would else 1)
+
+
+if __name__ == '__main__':
+    main(sys.argv[1:])
