@@ -6,6 +6,7 @@
 
 #include "app/install_record.h"
 #include "app/version_manifest.h"
+#include "app/version_trust.h"
 #include "common/names.h"
 #include "common/paths.h"
 #include "common/text.h"
@@ -54,14 +55,16 @@ int InstallFresh(const std::string& installFolder) {
     }
     const VersionManifest manifest = ParseVersionManifest(body);
     LogLine("version check: server_version=" + manifest.version);
-    if (manifest.version.empty() || manifest.sha256.empty()) {
-        LogLine("version check: version.txt malformed (need 2 non-empty lines)");
+    const bool wellFormed = !manifest.version.empty() && !manifest.sha256.empty();
+    if (!wellFormed) LogLine("version check: version.txt malformed (need 2 non-empty lines)");
+    std::optional<unsigned long long> signedSize;
+    if (!wellFormed || !AcceptVersionFile(body, manifest, signedSize)) {
         ShowError("The download server returned an invalid version file.\nPlease try again later.");
         return 1;
     }
 
     LogLine("path taken: fresh install -> download game.zip");
-    const InstallOutcome outcome = RunInstallPipeline(installFolder, manifest.sha256);
+    const InstallOutcome outcome = RunInstallPipeline(installFolder, manifest.sha256, signedSize);
     DiscardPendingQuit();
     if (outcome == InstallOutcome::Cancelled) {
         LogLine("cancelled by user during download; nothing installed");

@@ -34,9 +34,16 @@ void ShowProgress(const ProgressWindow& progress, unsigned long long total, unsi
 }  // namespace
 
 bool DownloadArchive(HINTERNET request, unsigned long long contentLength, HANDLE& file,
-                     const std::string& archivePath, ProgressWindow* progress, bool& cancelled) {
+                     const std::string& archivePath, ProgressWindow* progress, bool& cancelled,
+                     std::optional<unsigned long long> signedSize) {
     if (!request) return false;
     LogLine("winhttp: Content-Length=" + std::to_string(contentLength) + " bytes");
+    // 0 is also what a missing length reads as; such a body is held to the size as it arrives.
+    if (signedSize && contentLength != 0 && contentLength != *signedSize) {
+        LogLine("download: Content-Length " + std::to_string(contentLength) + " is not the signed size " +
+                std::to_string(*signedSize));
+        return false;
+    }
 
     file = CreateFileA(archivePath.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL,
                        nullptr);
@@ -59,6 +66,10 @@ bool DownloadArchive(HINTERNET request, unsigned long long contentLength, HANDLE
             return false;
         }
         if (read == 0) break;
+        if (signedSize && total + read > *signedSize) {
+            LogLine("download: more than the signed " + std::to_string(*signedSize) + " bytes; stopped");
+            return false;
+        }
         DWORD written = 0;
         if (!WriteFile(file, buffer.data(), read, &written, nullptr) || written != read) {
             LogWinHttpFailure("WriteFile to disk");

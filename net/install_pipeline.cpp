@@ -62,17 +62,19 @@ struct AttemptHandles {
     }
 };
 
-bool DownloadOnce(const std::string& archivePath, ProgressWindow* progress, bool& cancelled) {
+bool DownloadOnce(const std::string& archivePath, ProgressWindow* progress, bool& cancelled,
+                  std::optional<unsigned long long> signedSize) {
     AttemptHandles handles;
     unsigned long long contentLength = 0;
     handles.request = OpenServerRequest(L"/game.zip", handles.session, handles.connection, contentLength);
-    return DownloadArchive(handles.request, contentLength, handles.file, archivePath, progress, cancelled);
+    return DownloadArchive(handles.request, contentLength, handles.file, archivePath, progress, cancelled, signedSize);
 }
 
 void DeleteArchive(const std::string& archivePath) { DeleteFileA(archivePath.c_str()); }
 }  // namespace
 
-InstallOutcome RunInstallPipeline(const std::string& installFolder, const std::string& expectedSha256) {
+InstallOutcome RunInstallPipeline(const std::string& installFolder, const std::string& expectedSha256,
+                                  std::optional<unsigned long long> signedSize) {
     const PipelineProgress progress;
     const std::string archivePath = JoinPath(installFolder, ArchiveFileName);
     const std::string expected = ToLowerAscii(expectedSha256);
@@ -83,7 +85,7 @@ InstallOutcome RunInstallPipeline(const std::string& installFolder, const std::s
         LogLine("download: attempt " + std::to_string(attempt) + " of " + std::to_string(MaxAttempts));
 
         bool cancelled = false;
-        const bool downloaded = DownloadOnce(archivePath, progress.ForDownload(), cancelled);
+        const bool downloaded = DownloadOnce(archivePath, progress.ForDownload(), cancelled, signedSize);
         if (cancelled) {
             DeleteArchive(archivePath);
             LogLine("download: CANCELLED by user");

@@ -13,6 +13,7 @@
 #include <optional>
 #include <utility>
 
+#include "tests/support/host_shell.h"
 #include "tests/support/http_server.h"
 #include "tests/support/test_bed.h"
 #include "tests/support/ui_robot.h"
@@ -48,6 +49,15 @@ constexpr char Started[] = "resident launcher started";
 constexpr char EndHandOff[] = "==== launcher run end (handoff) ====";
 constexpr char EndInstalled[] = "==== launcher run end (installed + handoff) ====";
 constexpr char EndCancelled[] = "==== launcher run end (cancelled) ====";
+const std::string SignedOk = "version check: signature OK (key " QO_TRUSTED_KEY ")";
+std::string NotSigned(const std::string& reason) {
+    return "version check: version.txt not signed by a known key (" + reason + ")";
+}
+// The operators' tools, run on the host with the keys made for this build.
+const std::string Tools = "python3 \"" QO_SOURCE_DIR "/tools/";
+const std::string TrustedKeys = "\"" QO_TEST_KEYS "/trusted/" QO_TRUSTED_KEY ".pub\"";
+const std::string SignTrusted = "--sign \"" QO_TEST_KEYS "/trusted/" QO_TRUSTED_KEY ".pem\"";
+const std::string SignOther = "--sign \"" QO_TEST_KEYS "/other/" QO_OTHER_KEY ".pem\"";
 
 // Something a row does to the machine before the run; what it returns undoes it afterwards.
 using Undo = std::function<void()>;
@@ -77,6 +87,8 @@ struct Row {
     size_t requests = 0;
     bool recorded = false;  // marker, local version file and shortcut written by this run
     size_t launcherStarts = 0;
+    // The operators' server check, run against the same replies first: its exit code (-1: not run).
+    int serverCheck = -1;
 };
 
 // What the player saw of a run: each dialog as it was read ("picker: <caption>" for a folder
@@ -203,6 +215,28 @@ Undo PlantDlls(const std::string&) {
     };
 }
 
+// The version file that the publish tool writes for this archive with these options.
+std::string Published(const std::string& zip, const std::string& options) {
+    const std::string folder = FreshFolder("C:\\qo-tests\\publish");
+    WriteBytes(folder + "\\game.zip", zip);
+    const HostRun run = RunOnHost(Tools + "publish.py\" 1.0.0 game.zip served " + options, folder.c_str(), 60000);
+    EXPECT_EQ(run.exitCode, 0) << run.output;
+    return ReadBytes(folder + "\\served\\version.txt");
+}
+
+// What the operators' check of a live server says of these replies, for an installer with the
+// test key or without keys; it asks as the installer does.
+int CheckServer(const Row& row, bool keyed) {
+    HttpServer server;
+    server.Serve("/version.txt", row.version);
+    server.Serve("/game.zip", row.archive);
+    const HostRun run =
+        RunOnHost(Tools + "check_server.py\" " + Url + (keyed ? " --keys " + TrustedKeys : ""), nullptr, 60000);
+    for (const Request& request : server.Requests()) EXPECT_EQ(request.userAgent, "QuarnfellOstvaleLauncher/1.0");
+    EXPECT_NE(run.exitCode, -1) << run.output;
+    return run.exitCode;
+}
+
 std::string ShellFolder(const char* name, const std::string& value) {
     constexpr char key[] = "Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders";
     char old[MAX_PATH] = {};
@@ -242,6 +276,13 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
     const std::string longest =
         Root + "\\" + std::string(MAX_PATH - 1 - Root.size() - 1 - std::strlen("\\data\\maps\\ostvale.map"), 'n');
     const std::wstring unspellable = L"C:\\qo-tests\\e2e\\\u6e38\u620f";  // "game" in Chinese
+    // A keyed installer, and version files the publish tool signed; the network's own archive
+    // is one of the broken ones above.
+    const std::string keyed = BuiltProgram("keyed\\QuarnfellOstvale.exe");
+    const std::string signedFile = Published(game, SignTrusted), notMatching = "signature does not match (key " QO_TRUSTED_KEY ")";
+    const std::string signatureLines = signedFile.substr(signedFile.find('\n', signedFile.find('\n') + 1));
+    const std::string NoDll = Error("A part of Windows that the installer needs is missing or damaged.\n"
+                                    "Repair Windows and run the installer again.");
 
     const Row rows[] = {
         {.name = "a first run into the chosen folder, no version file yet", .start = Row::Unregistered,
@@ -261,7 +302,7 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
                  "sha256: local =" + digest, "sha256: OK (archive matches server hash)", "tar: exit code 0", Unpacked,
                  "version.txt: local version written -> 1.0.0", "install.ok written -> folder marked as installed",
                  "desktop shortcut created: " + Link, Started, EndInstalled},
-         .wholeLog = true, .requests = 2, .recorded = true, .launcherStarts = 1},
+         .wholeLog = true, .requests = 2, .recorded = true, .launcherStarts = 1, .serverCheck = 0},
         {.name = "a first run into a folder that holds the game hands off at once", .start = Row::Unregistered,
          .arrange = Doing(MakeInstalledFolder), .choose = "Installed", .dialogs = {Picker}, .exitCode = 0,
          .log = {RunStart, "install path: *", HandOff, Started, EndHandOff}, .wholeLog = true, .launcherStarts = 1},
@@ -333,11 +374,12 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
          .log = {"winhttp: WinHttpQueryDataAvailable failed*", Failed, Retry, EndInstalled}, .requests = 3,
          .recorded = true, .launcherStarts = 1},
         {.name = "archive: corrupt", .version = {published(corrupt)}, .archive = {{.body = corrupt}},
-         .dialogs = {NotVerified}, .log = {"tar: exit code 1", NotUnpacked, GaveUp}, .wholeLog = true, .requests = 2},
+         .dialogs = {NotVerified}, .log = {"tar: exit code 1", NotUnpacked, GaveUp}, .wholeLog = true, .requests = 2,
+         .serverCheck = 1},
         {.name = "archive: no launcher in it", .version = {published(noLauncher)}, .archive = {{.body = noLauncher}},
          .dialogs = {Error("The game files are incomplete.\nPlease run the installer again.")},
          .log = {Unpacked, "post-extract: expected exe(s) missing; aborting (no markers written)"}, .wholeLog = true,
-         .requests = 2},
+         .requests = 2, .serverCheck = 1},
         {.name = "no tar.exe on the system",
          .arrange = Doing([&](const std::string&) { MoveFileA(tar.c_str(), (tar + ".away").c_str()); },
                           [&] { MoveFileA((tar + ".away").c_str(), tar.c_str()); }),
@@ -376,9 +418,50 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
          .requests = 2, .recorded = true},
         {.name = "Windows' HTTP client cannot be loaded",
          .arrange = [](const std::string&) { return SetDllOrder("QuarnfellOstvale.exe", {"winhttp"}, ""); },
-         .dialogs = {Error("A part of Windows that the installer needs is missing or damaged.\n"
-                           "Repair Windows and run the installer again.")},
-         .log = {"version check: GET*", "dll: cannot load winhttp.dll, GetLastError=126"}, .wholeLog = true},
+         .dialogs = {NoDll}, .log = {"version check: GET*", "dll: cannot load winhttp.dll, GetLastError=126"},
+         .wholeLog = true},
+
+        // A program built with a key takes only version files signed by it; whoever is on the
+        // network path can change every byte the server sends, but cannot sign.
+        {.name = "keyed: a game published with the key the program trusts", .program = keyed,
+         .version = {{.body = signedFile}}, .archive = {ok}, .dialogs = {Success}, .exitCode = 0,
+         .log = {"version check: server_version=1.0.0", SignedOk, "path taken: fresh install -> download game.zip",
+                 "winhttp: download complete, " + size + " bytes written (HTTP 200)", EndInstalled},
+         .requests = 2, .recorded = true, .launcherStarts = 1, .serverCheck = 0},
+        {.name = "keyed: the network's own archive, with its digest and no signature", .program = keyed,
+         .version = {published(badLauncher)}, .archive = {{.body = badLauncher}}, .dialogs = {BadVersion},
+         .log = {"version check: server_version=1.0.0", NotSigned("no signature line")}, .wholeLog = true,
+         .requests = 1, .serverCheck = 1},
+        {.name = "keyed: the network's own archive, under a line the key signed", .program = keyed,
+         .version = {{.body = "1.0.0\n" + Sha256Hex(badLauncher) + signatureLines}}, .archive = {{.body = badLauncher}},
+         .dialogs = {BadVersion}, .log = {NotSigned(notMatching)}, .wholeLog = true, .requests = 1, .serverCheck = 1},
+        {.name = "keyed: the version changed after signing", .program = keyed,
+         .version = {{.body = "1.0.1\n" + digest + signatureLines}}, .archive = {ok}, .dialogs = {BadVersion},
+         .log = {"version check: server_version=1.0.1", NotSigned(notMatching)}, .wholeLog = true, .requests = 1,
+         .serverCheck = 1},
+        {.name = "keyed: signed by a key the program does not know", .program = keyed,
+         .version = {{.body = Published(game, SignOther)}}, .archive = {ok}, .dialogs = {BadVersion},
+         .log = {NotSigned("unknown key " QO_OTHER_KEY)}, .wholeLog = true, .requests = 1, .serverCheck = 1},
+        {.name = "keyed: a signature that has expired", .program = keyed,
+         .version = {{.body = Published(game, SignTrusted + " --expires 2001-01-01")}}, .archive = {ok},
+         .dialogs = {BadVersion}, .log = {NotSigned("expired at 2001-01-01T00:00:00Z (key " QO_TRUSTED_KEY ")")},
+         .wholeLog = true, .requests = 1, .serverCheck = 1},
+        {.name = "keyed: an unknown key's line, then the trusted key's, good until 2999", .program = keyed,
+         .version = {{.body = Published(game, SignOther + " " + SignTrusted + " --expires 2999-12-31")}},
+         .archive = {ok}, .dialogs = {Success}, .exitCode = 0, .log = {SignedOk, EndInstalled}, .requests = 2,
+         .recorded = true, .launcherStarts = 1, .serverCheck = 0},
+        {.name = "keyed: an archive announced at another size than the signed one", .program = keyed,
+         .version = {{.body = signedFile}}, .archive = {{.body = game + "more"}}, .dialogs = {NotVerified},
+         .log = {"download: Content-Length " + std::to_string(game.size() + 4) + " is not the signed size " + size,
+                 Failed, Retry, "winhttp: HTTP 200 OK*", "winhttp: Content-Length=*", "download: Content-Length *",
+                 Failed, GaveUp},
+         .wholeLog = true, .requests = 3, .serverCheck = 1},
+        {.name = "keyed: an archive without a length that runs past the signed size", .program = keyed,
+         .version = {{.body = signedFile}}, .archive = {{.body = game + std::string(1 << 20, 'x'), .withoutLength = true}},
+         .dialogs = {NotVerified},
+         .log = {"download: more than the signed " + size + " bytes; stopped", Failed, Retry, "winhttp: HTTP 200 OK*",
+                 "winhttp: Content-Length=0 bytes", "download: more than the signed*", Failed, GaveUp},
+         .wholeLog = true, .requests = 3, .serverCheck = 1},
     };
 
     std::string folder;
@@ -408,6 +491,9 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
         const Registration registeredBefore = ReadRegistration();
         const bool markedBefore = Exists(folder + "\\install.ok");
         const std::string log = folder + "\\launcher.log";
+        if (row.serverCheck >= 0) {
+            EXPECT_EQ(CheckServer(row, row.program == keyed), row.serverCheck) << "the operators' server check";
+        }
         // Every request must find the folder registered and its log begun.
         std::optional<HttpServer> server;
         if (row.listening) {

@@ -9,40 +9,49 @@
 #include "tests/support/test_bed.h"
 
 TEST(ProgramFile, NamesItselfAsksForNothingAndImportsOnlyKnownDlls) {
-    const std::string path = BuiltProgram("QuarnfellOstvale.exe");
-    HMODULE module = LoadLibraryExA(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE);
-    HRSRC found = FindResourceA(module, MAKEINTRESOURCEA(1), MAKEINTRESOURCEA(24));
-    const std::string manifest(static_cast<const char*>(LockResource(LoadResource(module, found))),
-                               SizeofResource(module, found));
-    // The icon the shell shows, in its seven sizes.
-    const auto* icons = static_cast<const WORD*>(LockResource(LoadResource(module, FindResourceA(module, MAKEINTRESOURCEA(1), RT_GROUP_ICON))));
-    EXPECT_EQ(icons ? icons[2] : 0, 7);
-    // Never asks for elevation, draws itself at the monitor's DPI, keeps the classic controls.
-    for (const char* wanted : {"level=\"asInvoker\"", ">true</dpiAware>", ">PerMonitorV2</dpiAwareness>"}) {
-        EXPECT_NE(manifest.find(wanted), std::string::npos) << wanted;
-    }
-    EXPECT_EQ(manifest.find("Common-Controls"), std::string::npos);
+    // The design's program, and one built with a key: its CNG is late-loaded like WinHTTP, and it
+    // names the keys it trusts where it names its server.
+    for (const auto& [program, comments] :
+         {std::pair{"QuarnfellOstvale.exe", "Download server: http://127.0.0.1:8080"},
+          std::pair{"keyed\\QuarnfellOstvale.exe", "Download server: http://127.0.0.1:8080; version file keys: " QO_TRUSTED_KEY}}) {
+        SCOPED_TRACE(program);
+        const std::string path = BuiltProgram(program);
+        HMODULE module = LoadLibraryExA(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE);
+        HRSRC found = FindResourceA(module, MAKEINTRESOURCEA(1), MAKEINTRESOURCEA(24));
+        const std::string manifest(static_cast<const char*>(LockResource(LoadResource(module, found))),
+                                   SizeofResource(module, found));
+        // The icon the shell shows, in its seven sizes.
+        const auto* icons = static_cast<const WORD*>(LockResource(LoadResource(module, FindResourceA(module, MAKEINTRESOURCEA(1), RT_GROUP_ICON))));
+        EXPECT_EQ(icons ? icons[2] : 0, 7);
+        // Never asks for elevation, draws itself at the monitor's DPI, keeps the classic controls.
+        for (const char* wanted : {"level=\"asInvoker\"", ">true</dpiAware>", ">PerMonitorV2</dpiAwareness>"}) {
+            EXPECT_NE(manifest.find(wanted), std::string::npos) << wanted;
+        }
+        EXPECT_EQ(manifest.find("Common-Controls"), std::string::npos);
 
-    // Imports are loaded before the program runs, from its own folder first unless they are
-    // KnownDLLs; every other DLL must be loaded later, by name, from the system folder. The
-    // image is mapped as it runs (the handle's low bits only mark it as a resource image),
-    // so its addresses are offsets from its base.
-    const char* image = reinterpret_cast<const char*>(reinterpret_cast<ULONG_PTR>(module) & ~ULONG_PTR{3});
-    const auto* nt = reinterpret_cast<const IMAGE_NT_HEADERS64*>(image + reinterpret_cast<const IMAGE_DOS_HEADER*>(image)->e_lfanew);
-    ASSERT_EQ(nt->FileHeader.Machine, IMAGE_FILE_MACHINE_AMD64);
-    const std::set<std::string> knownDlls = {"advapi32.dll", "gdi32.dll", "kernel32.dll", "msvcrt.dll",
-                                             "ole32.dll", "shell32.dll", "user32.dll"};
-    const DWORD imports = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
-    for (auto* entry = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(image + imports); entry->Name; ++entry) {
-        EXPECT_TRUE(knownDlls.count(ToLowerAscii(image + entry->Name))) << "imports " << image + entry->Name;
-    }
-    FreeLibrary(module);
+        // Imports are loaded before the program runs, from its own folder first unless they are
+        // KnownDLLs; every other DLL must be loaded later, by name, from the system folder. The
+        // image is mapped as it runs (the handle's low bits only mark it as a resource image),
+        // so its addresses are offsets from its base.
+        const char* image = reinterpret_cast<const char*>(reinterpret_cast<ULONG_PTR>(module) & ~ULONG_PTR{3});
+        const auto* nt = reinterpret_cast<const IMAGE_NT_HEADERS64*>(image + reinterpret_cast<const IMAGE_DOS_HEADER*>(image)->e_lfanew);
+        ASSERT_EQ(nt->FileHeader.Machine, IMAGE_FILE_MACHINE_AMD64);
+        const std::set<std::string> knownDlls = {"advapi32.dll", "gdi32.dll", "kernel32.dll", "msvcrt.dll",
+                                                 "ole32.dll", "shell32.dll", "user32.dll"};
+        const DWORD imports = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
+        for (auto* entry = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(image + imports); entry->Name; ++entry) {
+            EXPECT_TRUE(knownDlls.count(ToLowerAscii(image + entry->Name))) << "imports " << image + entry->Name;
+        }
+        FreeLibrary(module);
 
-    // The name Task Manager and the file's properties give the program.
-    std::vector<char> version(GetFileVersionInfoSizeA(path.c_str(), nullptr));
-    char* description = nullptr;
-    UINT length = 0;
-    GetFileVersionInfoA(path.c_str(), 0, static_cast<DWORD>(version.size()), version.data());
-    VerQueryValueA(version.data(), "\\StringFileInfo\\040904B0\\FileDescription", reinterpret_cast<void**>(&description), &length);
-    EXPECT_STREQ(description, "Quarnfell Ostvale game launcher");
+        // The name Task Manager and the file's properties give the program.
+        std::vector<char> version(GetFileVersionInfoSizeA(path.c_str(), nullptr));
+        char* description = nullptr;
+        UINT length = 0;
+        GetFileVersionInfoA(path.c_str(), 0, static_cast<DWORD>(version.size()), version.data());
+        VerQueryValueA(version.data(), "\\StringFileInfo\\040904B0\\FileDescription", reinterpret_cast<void**>(&description), &length);
+        EXPECT_STREQ(description, "Quarnfell Ostvale game launcher");
+        VerQueryValueA(version.data(), "\\StringFileInfo\\040904B0\\Comments", reinterpret_cast<void**>(&description), &length);
+        EXPECT_STREQ(description, comments);
+    }
 }

@@ -41,7 +41,7 @@ TEST(ArchiveDownload, ShowsTheShareOfTheAnnouncedLength) {
         HINTERNET request = OpenServerRequest(L"/game.zip", session, connection, length);
         HANDLE file = INVALID_HANDLE_VALUE;
         bool cancelled = false;
-        DownloadArchive(request, length, file, folder + "\\game.zip", progress, cancelled);
+        DownloadArchive(request, length, file, folder + "\\game.zip", progress, cancelled, std::nullopt);
         CloseHandle(file);
         for (HINTERNET handle : {request, connection, session}) WinHttpCloseHandle(handle);
 

@@ -1,0 +1,55 @@
+#include "app/signature_cng.h"
+
+#include <windows.h>
+#include <bcrypt.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "common/unique_handle.h"
+#include "log/run_log.h"
+
+namespace {
+struct AlgorithmTraits {
+    using Handle = BCRYPT_ALG_HANDLE;
+    static Handle None() { return nullptr; }
+    static void Close(Handle handle) { BCryptCloseAlgorithmProvider(handle, 0); }
+};
+struct KeyTraits {
+    using Handle = BCRYPT_KEY_HANDLE;
+    static Handle None() { return nullptr; }
+    static void Close(Handle handle) { BCryptDestroyKey(handle); }
+};
+
+bool Succeeded(const char* call, NTSTATUS status) {
+    if (status == 0) return true;
+    char code[16];
+    std::snprintf(code, sizeof code, "0x%08lX", static_cast<unsigned long>(status));
+    LogLine(std::string("version check: ") + call + " failed, NTSTATUS=" + code);
+    return false;
+}
+}  // namespace
+
+bool VerifyP256Signature(const unsigned char* point, const Sha256Digest& digest, const unsigned char* signature) {
+    BCRYPT_ALG_HANDLE rawAlgorithm = nullptr;
+    const NTSTATUS opened = BCryptOpenAlgorithmProvider(&rawAlgorithm, BCRYPT_ECDSA_P256_ALGORITHM, nullptr, 0);
+    UniqueHandle<AlgorithmTraits> algorithm(rawAlgorithm);
+    if (!Succeeded("BCryptOpenAlgorithmProvider(ECDSA_P256)", opened)) return false;
+
+    unsigned char blob[sizeof(BCRYPT_ECCKEY_BLOB) + 64];
+    const BCRYPT_ECCKEY_BLOB header = {BCRYPT_ECDSA_PUBLIC_P256_MAGIC, 32};
+    std::memcpy(blob, &header, sizeof header);
+    std::memcpy(blob + sizeof header, point, 64);
+    BCRYPT_KEY_HANDLE rawKey = nullptr;
+    const NTSTATUS imported =
+        BCryptImportKeyPair(algorithm.Get(), nullptr, BCRYPT_ECCPUBLIC_BLOB, &rawKey, blob, sizeof blob, 0);
+    UniqueHandle<KeyTraits> key(rawKey);
+    if (!Succeeded("BCryptImportKeyPair", imported)) return false;
+
+    // The signature's length is fixed by the caller; the platform is not trusted to check it.
+    const NTSTATUS verified = BCryptVerifySignature(key.Get(), nullptr, const_cast<unsigned char*>(digest.data()),
+                                                    static_cast<ULONG>(digest.size()), const_cast<unsigned char*>(signature), 64, 0);
+    constexpr NTSTATUS InvalidSignature = static_cast<NTSTATUS>(0xC000A000);
+    return verified == InvalidSignature ? false : Succeeded("BCryptVerifySignature", verified);
+}

@@ -1,0 +1,11 @@
+#pragma once
+#include <optional>
+#include <string>
+
+#include "app/version_manifest.h"
+
+// Whether this build takes the server's version file. A build made with signing keys takes it
+// only when a signature line by one of them holds, logs which or why not, and gives the byte
+// size of game.zip that was signed; a build made without takes every well-formed file, silently.
+bool AcceptVersionFile(const std::string& body, const VersionManifest& manifest,
+                       std::optional<unsigned long long>& signedSize);
