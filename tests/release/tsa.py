@@ -1,14 +1,8 @@
 #!/usr/bin/env python3
-"""A time-stamp authority on loopback for the release test: answers each RFC 3161 request with
-`openssl ts -reply`, signed by DIR/tsa.pem and DIR/tsa.key.
-
-    tsa.py DIR      listens on a free port, writes it to DIR/tsa.port, and ends after 5 minutes
-"""
-import http.server
-import os
-import subprocess
-import sys
-import time
+"""tsa.py DIR: a time-stamp authority on loopback, answering RFC 3161 requests with `openssl ts`
+signed by DIR/timeStamping.{pem,key}. Writes its port to DIR/tsa.port; ends after some 300 s, so a
+test killed before its cleanup leaves nothing listening for long."""
+import http.server, os, subprocess, sys, time
 
 folder = sys.argv[1]
 config = os.path.join(folder, 'tsa.cnf')
@@ -21,10 +15,9 @@ class Handler(http.server.BaseHTTPRequestHandler):
     timeout = 10
 
     def do_POST(self):
-        query = self.rfile.read(int(self.headers['Content-Length']))
-        reply = subprocess.run(['openssl', 'ts', '-reply', '-config', config, '-queryfile', '/dev/stdin',
-                                '-signer', f'{folder}/tsa.pem', '-inkey', f'{folder}/tsa.key', '-out', '/dev/stdout'],
-                               input=query, capture_output=True, timeout=30)
+        reply = subprocess.run(['openssl', 'ts', '-reply', '-config', config, '-queryfile', '/dev/stdin', '-signer',
+                                f'{folder}/timeStamping.pem', '-inkey', f'{folder}/timeStamping.key', '-out', '/dev/stdout'],
+                               input=self.rfile.read(int(self.headers['Content-Length'])), capture_output=True, timeout=30)
         self.send_response(200 if reply.returncode == 0 else 500)
         self.send_header('Content-Type', 'application/timestamp-reply')
         self.send_header('Content-Length', str(len(reply.stdout)))
@@ -34,11 +27,8 @@ class Handler(http.server.BaseHTTPRequestHandler):
 
 server = http.server.HTTPServer(('127.0.0.1', 0), Handler)
 server.timeout = 1
-# Renamed into place, so the test never reads half a port number.
 with open(os.path.join(folder, 'tsa.port.part'), 'w') as out:
     out.write(str(server.server_port))
-os.rename(os.path.join(folder, 'tsa.port.part'), os.path.join(folder, 'tsa.port'))
-# Ends by itself, so a test killed before its trap ran leaves nothing listening for long.
-deadline = time.monotonic() + 300
-while time.monotonic() < deadline:
+os.rename(os.path.join(folder, 'tsa.port.part'), os.path.join(folder, 'tsa.port'))  # never half a number
+for _ in range(300):
     server.handle_request()

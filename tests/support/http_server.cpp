@@ -41,7 +41,6 @@ HttpServer::HttpServer(std::function<std::string()> note) : note_(std::move(note
 }
 
 HttpServer::~HttpServer() {
-    stopping_ = true;
     if (thread_) {
         SetEvent(stop_);
         // Every wait of the thread is sliced, but Winsock under Wine has blocked for good
@@ -78,7 +77,7 @@ void HttpServer::Run() {
 }
 
 bool HttpServer::WaitUntil(Socket socket, bool writable, DWORD limitMs) const {
-    for (const DWORD start = GetTickCount(); !stopping_;) {
+    for (const DWORD start = GetTickCount(); WaitForSingleObject(stop_, 0) == WAIT_TIMEOUT;) {
         fd_set ready;
         FD_ZERO(&ready);
         FD_SET(socket, &ready);
@@ -133,7 +132,7 @@ void HttpServer::Answer(Socket client) {
         connected = (at == 0 || Pause(reply.pauseMs)) && SendAll(client, reply.body.substr(at, pieceSize));
         if (connected && reply.afterPiece) reply.afterPiece(at / pieceSize + 1);
     }
-    if (reply.ending == Reply::Close) {
+    if (!reply.reset) {
         shutdown(client, SD_SEND);
     } else if (Pause(reply.pauseMs)) {
         // No shutdown() first: it would send FIN, and the client would see a clean, short end.

@@ -6,7 +6,6 @@
 // within two seconds whatever its thread is doing.
 #include <windows.h>
 
-#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -16,13 +15,11 @@
 #include <vector>
 
 struct Reply {
-    enum Ending { Close, Reset };  // after the body: FIN or RST
-
     int status = 200;
     std::string body;
     bool withoutLength = false;  // no Content-Length: the body ends when the connection does
     long long announced = -1;    // a Content-Length other than the body's size
-    Ending ending = Close;
+    bool reset = false;  // after the body (and a pause of pauseMs), RST instead of FIN
     size_t pieceSize = 0;  // the body in pieces of this size, pauseMs apart (also before a reset)
     unsigned long pauseMs = 0;
     std::function<void(size_t piecesSent)> afterPiece;
@@ -53,7 +50,6 @@ private:
 
     std::function<std::string()> note_;
     Socket listener_ = ~Socket(0);
-    std::atomic<bool> stopping_{false};
     HANDLE stop_ = nullptr;
     HANDLE thread_ = nullptr;
     mutable std::mutex mutex_;

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <cstring>
+#include <fstream>
 #include <string>
 
 int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int) {
@@ -11,10 +12,6 @@ int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int) {
     GetModuleFileNameA(nullptr, record, MAX_PATH);
     std::strcpy(std::strrchr(record, '\\') + 1, "launcher-starts.txt");
     GetCurrentDirectoryA(MAX_PATH, folder);
-    const std::string line = std::string(GetCommandLineA()) + "\t" + folder + "\r\n";
-    HANDLE file = CreateFileA(record, FILE_APPEND_DATA, FILE_SHARE_READ, nullptr, OPEN_ALWAYS, 0, nullptr);
-    DWORD written = 0;
-    WriteFile(file, line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
-    CloseHandle(file);
+    std::ofstream(record, std::ios::binary | std::ios::app) << GetCommandLineA() << '\t' << folder << "\r\n";
     return 0;
 }

@@ -11,6 +11,7 @@
 #include <regex>
 
 #include "common/text.h"
+#include "common/unique_handle.h"
 
 constexpr wchar_t InstallKey[] = L"Software\\QuarnfellOstvale";
 
@@ -102,22 +103,21 @@ std::vector<std::string> LauncherStarts(const std::string& folder, size_t expect
 ShellLink ReadShellLink(const std::string& path) {
     const HRESULT com = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     ShellLink found;
-    IShellLinkA* link = nullptr;
-    IPersistFile* file = nullptr;
-    if (SUCCEEDED(CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkA,
-                                   reinterpret_cast<void**>(&link))) &&
-        SUCCEEDED(link->QueryInterface(IID_IPersistFile, reinterpret_cast<void**>(&file))) &&
-        SUCCEEDED(file->Load(NarrowToWide(path).c_str(), STGM_READ))) {
-        char text[4][MAX_PATH] = {};
-        int icon = 0;
-        link->GetPath(text[0], MAX_PATH, nullptr, SLGP_RAWPATH);
-        link->GetWorkingDirectory(text[1], MAX_PATH);
-        link->GetDescription(text[2], MAX_PATH);
-        link->GetIconLocation(text[3], MAX_PATH, &icon);
-        found = {text[0], text[1], text[2], text[3] + ("," + std::to_string(icon))};
+    {  // the interfaces are released before COM is
+        ComPtr<IShellLinkA> link;
+        ComPtr<IPersistFile> file;
+        if (SUCCEEDED(CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkA, link.PutVoid())) &&
+            SUCCEEDED(link->QueryInterface(IID_IPersistFile, file.PutVoid())) &&
+            SUCCEEDED(file->Load(NarrowToWide(path).c_str(), STGM_READ))) {
+            char text[4][MAX_PATH] = {};
+            int icon = 0;
+            link->GetPath(text[0], MAX_PATH, nullptr, SLGP_RAWPATH);
+            link->GetWorkingDirectory(text[1], MAX_PATH);
+            link->GetDescription(text[2], MAX_PATH);
+            link->GetIconLocation(text[3], MAX_PATH, &icon);
+            found = {text[0], text[1], text[2], text[3] + ("," + std::to_string(icon))};
+        }
     }
-    if (file) file->Release();
-    if (link) link->Release();
     if (SUCCEEDED(com)) CoUninitialize();
     return found;
 }
@@ -135,9 +135,8 @@ std::string MakeZip(const std::vector<std::pair<std::string, std::string>>& entr
     PROCESS_INFORMATION tar{};
     EXPECT_TRUE(CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, staging.c_str(),
                                &startup, &tar));
+    const UniqueKernelHandle process(tar.hProcess), thread(tar.hThread);
     EXPECT_EQ(WaitForSingleObject(tar.hProcess, 60000), WAIT_OBJECT_0) << "tar.exe making a zip did not end within 60 s";
-    CloseHandle(tar.hProcess);
-    CloseHandle(tar.hThread);
     return ReadBytes(staging + "\\made.zip");  // none if tar failed: the folder was emptied first
 }
 

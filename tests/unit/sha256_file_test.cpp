@@ -19,10 +19,9 @@ TEST(Sha256, EveryLengthAroundThePaddingMatchesThePlatform) {
     }
 }
 
-// Files are read in binary, 1 MiB at a time: this one takes 4,097 reads, the last of 13 bytes.
-// Past 4 GiB every 32-bit count has wrapped: the read offset, the bytes hashed, the length in
-// the padding. The sparse file holds text at its head, across the 4 GiB mark and at its end;
-// its digest is sha256sum's of the same layout:
+// 4,097 reads of 1 MiB, the last of 13 bytes; past 4 GiB every 32-bit count has wrapped (the
+// offset, the bytes hashed, the length in the padding). The sparse file's text, at its head,
+// across 4 GiB and at its end, is laid out as for sha256sum by
 //   python3 -c 'f=open("f","wb"); s=(4<<30)+(1<<20)+13; f.write(b"head of the file");
 //     f.seek((4<<30)-5); f.write(b"across 4 GiB"); f.seek(s-14); f.write(b"the last bytes")'
 TEST(Sha256File, DigestsTheWholeFileAcrossItsReads) {

@@ -1,10 +1,8 @@
 #!/bin/bash
-# Starts or stops the Windows test bed of one build folder: a private Wine prefix whose tar.exe
-# is TAR_EXE (a bridge to the host's bsdtar), a virtual X display, and a wineserver kept warm
-# between test programs; for the tests, a drive F: of 2 MiB that fills up. `run` runs one
-# Windows program in it and ends with that program's exit code.
-#   prefix.sh start WINE_DIR [TAR_EXE]    prefix.sh drive WINE_DIR    prefix.sh stop WINE_DIR
-#   prefix.sh run WINE_DIR PROGRAM [ARGS...]
+# The Windows test bed of one build folder: a private Wine prefix whose tar.exe is TAR_EXE (a
+# bridge to the host's bsdtar), a virtual X display, a wineserver kept warm between programs,
+# and a drive F: of 2 MiB that fills up. `run` ends with the program's exit code.
+#   prefix.sh start|drive|stop WINE_DIR [TAR_EXE]    prefix.sh run WINE_DIR PROGRAM [ARGS...]
 set -euo pipefail
 wine_dir=$2
 source "$(dirname "$0")/env.sh" "$wine_dir"
