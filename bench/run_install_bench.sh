@@ -26,7 +26,8 @@ timed_install() {
   local robot=$!
   python3 "$source_dir/bench/install_phases.py" watch "$install_unix/launcher.log" > "$work/stamps" &
   local watcher=$! figures start
-  until [ -f "$install_unix/launcher.log.watched" ]; do sleep 0.01; done
+  for _ in $(seq 500); do [ -f "$install_unix/launcher.log.watched" ] && break; sleep 0.01; done
+  [ -f "$install_unix/launcher.log.watched" ] || { echo "the log watcher had not started after 5 s" >&2; return 1; }
   start=$(date +%s.%N)
   figures=$(measured_run "$build_dir/bin/$1.exe")
   wait "$robot" "$watcher"
