@@ -35,7 +35,8 @@ while [ $# -gt 0 ]; do
     esac
 done
 
-refuse() { echo "release.sh: refusing host '$host': $1" >&2; exit 1; }
+fail() { echo "release.sh: $1" >&2; exit 1; }
+refuse() { fail "refusing host '$host': $1"; }
 shopt -s extglob nocasematch
 name=${host#[}
 name=${name%]}
@@ -49,7 +50,6 @@ case $name in
         refuse "name the host alone: no scheme, path or port (the port is always 8080)" ;;
 esac
 
-fail() { echo "release.sh: $1" >&2; exit 1; }
 [ ${#kinds[@]} -eq 1 ] || fail "say once which program this is: --keys FILE (it takes only version files signed by those keys) or --unsigned"
 [ ! -v timestamp ] || [ -v pkcs12 ] || fail "--timestamp stamps an Authenticode signature: it needs --sign-pkcs12"
 # An empty password is a password; only an unset one is a mistake.

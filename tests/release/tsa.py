@@ -2,7 +2,7 @@
 """tsa.py DIR: a time-stamp authority on loopback, answering RFC 3161 requests with `openssl ts`
 signed by DIR/timeStamping.{pem,key}. Writes its port to DIR/tsa.port; ends after some 300 s, so a
 test killed before its cleanup leaves nothing listening for long."""
-import http.server, os, subprocess, sys, time
+import http.server, os, subprocess, sys
 
 folder = sys.argv[1]
 config = os.path.join(folder, 'tsa.cnf')
