@@ -19,12 +19,13 @@ void LimitDllSearchToSystemFolder() {
 }
 
 namespace {
-// winhttp.dll and comctl32.dll are delay-loaded. Imported the ordinary way, a missing or broken
-// one stopped the program before it started, with the loader's own message. Now it is met at
-// the first call, mid-run (never on the hand-off path, which needs neither), where the default
-// helper raises an exception that kills the process with nothing in the log. This hook ends the
-// run like any other failure instead: a log line, an error box, exit code 1. Nothing is left
-// half-written: the first calls come before the archive file is created.
+// winhttp.dll, comctl32.dll and (in keyed builds) bcrypt.dll are delay-loaded. Imported the
+// ordinary way, a missing or broken one stopped the program before it started, with the loader's
+// own message. Now it is met at the first call, mid-run (never on the hand-off path, which needs
+// none of them), where the default helper raises an exception that kills the process with
+// nothing in the log. This hook ends the run like any other failure instead: a log line, an
+// error box, exit code 1. Nothing is left half-written: the first calls come before the archive
+// file is created.
 FARPROC WINAPI ReportDelayLoadFailure(unsigned notification, PDelayLoadInfo info) {
     std::string what = info->szDll;
     if (notification == dliFailGetProc && info->dlp.fImportByName) what = info->dlp.szProcName + (" of " + what);

@@ -6,7 +6,6 @@
 
 #include "app/install_record.h"
 #include "app/version_manifest.h"
-#include "app/version_trust.h"
 #include "common/names.h"
 #include "common/paths.h"
 #include "common/text.h"
@@ -15,6 +14,7 @@
 #include "net/install_pipeline.h"
 #include "shell/desktop_shortcut.h"
 #include "shell/launcher_handoff.h"
+#include "trust/version_trust.h"
 #include "ui/folder_choice.h"
 
 namespace {
@@ -54,7 +54,7 @@ int InstallFresh(const std::string& installFolder) {
         return 1;
     }
     const VersionManifest manifest = ParseVersionManifest(body);
-    LogLine("version check: server_version=" + manifest.version);
+    LogLine("version check: server_version=" + VersionLineForLog(manifest.version));
     const bool wellFormed = !manifest.version.empty() && !manifest.sha256.empty();
     if (!wellFormed) LogLine("version check: version.txt malformed (need 2 non-empty lines)");
     std::optional<unsigned long long> signedSize;

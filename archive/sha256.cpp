@@ -70,6 +70,13 @@ std::string DigestToHex(const Sha256Digest& digest) {
     return hex;
 }
 
+Sha256Digest ComputeSha256(const std::string& bytes) {
+    Sha256Hasher hasher(FastestSha256Blocks());
+    const auto* begin = reinterpret_cast<const unsigned char*>(bytes.data());
+    hasher.Update(begin, begin + bytes.size());
+    return hasher.Finish();
+}
+
 std::string ComputeFileSha256With(const std::string& path, Sha256BlockFunction compress) {
     // The C runtime opens the file without a sharing restriction.
     std::ifstream file(path, std::ios::binary);

@@ -1,8 +1,9 @@
 #pragma once
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
+
+#include "archive/sha256.h"
 
 // The parts of the file digest below ComputeFileSha256, open to the tests and the benchmark.
 
@@ -18,8 +19,6 @@ void Sha256BlocksShaNi(uint32_t state[8], const unsigned char* blocks, size_t bl
 bool CpuHasShaExtensions();
 // The fastest block function this CPU can run.
 Sha256BlockFunction FastestSha256Blocks();
-
-using Sha256Digest = std::array<unsigned char, 32>;
 
 class Sha256Hasher {
 public:

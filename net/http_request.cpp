@@ -16,8 +16,6 @@ constexpr int ConnectTimeoutMs = 15000;
 constexpr int SendTimeoutMs = 30000;
 constexpr int ReceiveTimeoutMs = 60000;
 
-// The version file is two short lines; anything far larger is not read to its end.
-constexpr size_t VersionBodyCap = 65536;
 constexpr DWORD VersionReadChunk = 4096;
 
 unsigned long long ReadContentLength(HINTERNET request) {
@@ -47,7 +45,7 @@ bool ReadVersionBody(HINTERNET request, std::string& body) {
         }
         if (read == 0) return true;
         body.append(buffer, read);
-        if (body.size() > VersionBodyCap) return true;
+        if (body.size() > VersionFileLimit) return true;
         available = 0;
         if (!WinHttpQueryDataAvailable(request, &available)) {
             LogWinHttpFailure("WinHttpQueryDataAvailable", "version.txt");

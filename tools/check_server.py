@@ -15,6 +15,7 @@ import argparse
 import hashlib
 import http.client
 import os
+import re
 import sys
 import tempfile
 import urllib.request
@@ -24,6 +25,8 @@ import version_file
 
 USER_AGENT = 'QuarnfellOstvaleLauncher/1.0'
 CONNECT_TIMEOUT, READ_TIMEOUT = 15, 60
+# The installer reads the version file until more than this has come, 4 KiB a read: it always has
+# the first VERSION_FILE_LIMIT bytes, and a keyed installer refuses a file longer than that.
 VERSION_FILE_LIMIT = 65536
 
 
@@ -66,6 +69,14 @@ def fetch(url):
     return response
 
 
+def announced_length(text):
+    """A Content-Length as the installer reads it: blanks, a sign and the digits up to the first other
+    character, wrapping as an unsigned 64-bit number; 0 without digits, and 0 means no length."""
+    sign, digits = re.match(r'[ \t\n\v\f\r]*([+-]?)([0-9]*)', text or '').groups()
+    value = min(int(digits or 0), 2 ** 64 - 1)
+    return (-value) % 2 ** 64 if sign == '-' and value < 2 ** 64 - 1 else value
+
+
 def report(ok, text):
     print(('ok: ' if ok else 'FAILED: ') + text)
     return ok
@@ -93,9 +104,10 @@ def check_archive(server, parsed, size):
         archive = os.path.join(work, 'game.zip')
         try:
             with fetch(server + '/game.zip') as response, open(archive, 'wb') as out:
-                length = response.headers.get('Content-Length')
-                if size is not None and length is not None:
-                    if not report(length == str(size), f'game.zip: Content-Length {length}, signed size {size}'):
+                # 0 also stands for no length; such a body is held to the signed size as it arrives.
+                length = announced_length(response.headers.get('Content-Length'))
+                if size is not None and length != 0:
+                    if not report(length == size, f'game.zip: Content-Length {length}, signed size {size}'):
                         return False
                 count, digest = download(response, out, size)
         except (OSError, http.client.HTTPException) as error:
@@ -119,7 +131,13 @@ def check(server, trusted):
     except (OSError, http.client.HTTPException) as error:
         return report(False, f'version.txt: {error}')
     if len(data) > VERSION_FILE_LIMIT:
-        return report(False, f'version.txt: longer than {VERSION_FILE_LIMIT} bytes; the installer reads only that much')
+        if trusted:
+            return report(False, f'version.txt: longer than {VERSION_FILE_LIMIT} bytes; a keyed installer refuses it')
+        # Without keys only the first two lines count; if they end past the limit, where the
+        # installer's last read happens to stop decides what it makes of them.
+        data = data[:VERSION_FILE_LIMIT]
+        if data.count(b'\n') < 2:
+            return report(False, f'version.txt: its first two lines do not end within {VERSION_FILE_LIMIT} bytes')
     parsed = version_file.parse(data)
     if parsed is None:
         return report(False, 'version.txt: malformed (need 2 non-empty lines)')

@@ -35,11 +35,8 @@ FolderChoiceResult PickFolderWithBrowseDialog(const std::string& defaultFolder,
 }  // namespace
 
 std::string DefaultInstallFolder() {
-    char profile[MAX_PATH] = {};
-    const DWORD length = GetEnvironmentVariableA("USERPROFILE", profile, MAX_PATH);
-    // A value that does not fit comes back as the size it needs, 260 or more.
-    const std::string base = length >= 1 && length < MAX_PATH ? profile : ExecutableFolder();
-    return JoinPath(base, ProductFolderName);
+    const std::string profile = UserProfileFolder();
+    return JoinPath(profile.empty() ? ExecutableFolder() : profile, ProductFolderName);
 }
 
 std::string ExecutableFolder() {

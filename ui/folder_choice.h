@@ -9,6 +9,10 @@ enum class FolderChoiceResult { Chosen = 0, NotChosen = 1, DialogUnavailable = 2
 // USERPROFILE is missing, empty or too long for a path.
 std::string DefaultInstallFolder();
 
+// USERPROFILE as narrow text; empty when it is missing, empty or too long for a path. Each
+// program brings its own reading: ui/user_profile.cpp, or the UTF-8 build's in utf8/.
+std::string UserProfileFolder();
+
 // The folder that holds the running program; empty when its file name cannot be read.
 std::string ExecutableFolder();
 

@@ -67,7 +67,8 @@ struct Row {
     // the same, holding an installed game. Unregistered: nothing registered (or .registration),
     // so the picker comes, and .choose is typed into it. Kept: as the row before left it.
     enum Start { Empty, Installed, Unregistered, Kept } start = Empty;
-    std::string folder = "";  // "": a folder of the row's own
+    const char* profile = nullptr;  // the player's profile folder in Root; null: one of the row's own
+    std::string folder = "";        // "": a folder of the row's own
     std::optional<Registration> registration = std::nullopt;
     Arrangement arrange = nullptr;
     std::string program = "";  // "": the installer as built
@@ -187,15 +188,22 @@ Undo HoldOpen(const std::string& path) {
     };
 }
 
+// The player's first run starts the program from a Downloads folder, with no profile, so the
+// picker proposes a folder beside the program.
+Arrangement StartedFrom(const std::string& downloads, const std::string& program) {
+    return Doing([=](const std::string&) {
+        SetEnvironmentVariableA("USERPROFILE", nullptr);
+        CopyFileA(BuiltProgram(program).c_str(), (downloads + "\\QuarnfellOstvale.exe").c_str(), FALSE);
+    });
+}
+
 // DLLs named like ones the installer and its dialogs load by name lie beside it in a Downloads
-// folder, and Wine prefers a DLL there, as Windows' search order does. The player's first run
-// starts there, with no profile, so the picker proposes a folder beside the program.
-Undo PlantDlls(const std::string&) {
+// folder, and Wine prefers a DLL there, as Windows' search order does.
+Undo PlantDlls(const std::string& folder) {
     const std::vector<std::string> dlls = {"winhttp", "comctl32", "uxtheme"};
-    SetEnvironmentVariableA("USERPROFILE", nullptr);
+    StartedFrom(Downloads, "QuarnfellOstvale.exe")(folder);
     const Undo order = SetDllOrder("QuarnfellOstvale.exe", dlls, "native,builtin");
     for (const std::string& dll : dlls) CopyFileA(BuiltProgram("planted.dll").c_str(), (Downloads + "\\" + dll + ".dll").c_str(), FALSE);
-    CopyFileA(BuiltProgram("QuarnfellOstvale.exe").c_str(), (Downloads + "\\QuarnfellOstvale.exe").c_str(), FALSE);
     return [dlls, order] {
         for (const std::string& dll : dlls) EXPECT_FALSE(Exists(Downloads + "\\" + dll + ".dll.loaded")) << dll;
         order();
@@ -256,31 +264,38 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
                         }};
     const std::string upperDigest = CharUpperA(std::string(digest).data());
     // Chosen in the first row, which the picker offers <profile1>\QuarnfellOstvale.
-    const std::string firstRun = Root + "\\profile1\\QuarnfellOstvale\\Spielst\xe4nde \xd6stvale";
-    const std::string handOff = Root + "\\hand off \xe4\\", gone = Root + "\\gone";
+    const std::string firstRun = Root + "\\profile1\\QuarnfellOstvale\\Spielstände Östvale";
+    const std::string handOff = Root + "\\hand off ä\\", gone = Root + "\\gone";
     char system[MAX_PATH] = {};
     const std::string tar = std::string(system, GetSystemDirectoryA(system, MAX_PATH)) + "\\tar.exe";
     // The longest file of the game, data\maps\ostvale.map, ends at the path limit: 259 characters.
     const std::string longest =
         Root + "\\" + std::string(MAX_PATH - 1 - Root.size() - 1 - std::strlen("\\data\\maps\\ostvale.map"), 'n');
-    const std::wstring unspellable = L"C:\\qo-tests\\e2e\\\u6e38\u620f";  // "game" in Chinese
     // A keyed installer, and version files the publish tool signed; the network's own archive
     // is one of the broken ones above.
     const std::string keyed = BuiltProgram("keyed\\QuarnfellOstvale.exe");
     const std::string signedFile = Published(game, SignTrusted), notMatching = "signature does not match (key " QO_TRUSTED_KEY ")";
     const std::string signatureLines = signedFile.substr(signedFile.find('\n', signedFile.find('\n') + 1));
+    const auto padded = [&](size_t length) { return Reply{.body = signedFile + std::string(length - signedFile.size() - 1, 'p') + "\n"}; };
+    const std::string forged = "1.0.0\r[2026-11-25 12:00:00] " + SignedOk;
+    // Names that no ANSI code page holds together: a profile in Devanagari, and Japanese and
+    // Polish folders, as the player's build meets them.
+    const std::string devanagari = Root + "\\अनुराधा", picked = devanagari + "\\QuarnfellOstvale\\खेल",
+                      japanese = Root + "\\ゲーム", polish = Root + "\\Łukasz\\QuarnfellOstvale\\Gry Łukasza";
+    const Row handsOff = {.name = "player's build: that folder hands off", .start = Row::Kept, .program = keyed, .exitCode = 0,
+                          .log = {RunStart, "install path: *", HandOff, Started, EndHandOff}, .wholeLog = true, .launcherStarts = 2};
 
     const Row rows[] = {
         {.name = "a first run into the chosen folder, no version file yet", .start = Row::Unregistered,
-         .choose = "Spielst\xe4nde \xd6stvale", .dialogs = {Picker, NoServer},
-         .log = {RunStart, "install path: " + firstRun, "version check: GET " + Url + "/version.txt",
+         .choose = "Spielstände Östvale", .dialogs = {Picker, NoServer},
+         .log = {RunStart, "install path: " + InAnsiCodePage(firstRun), "version check: GET " + Url + "/version.txt",
                  "winhttp: unexpected HTTP status 404 for /version.txt (expected 200)", NoFetch},
          .wholeLog = true, .requests = 1},
         {.name = "the next run goes straight there and installs", .start = Row::Kept, .folder = firstRun,
          .arrange = Doing([](const std::string&) { WriteBytes(Link, "an old link"); }),
          .version = {{.body = "1.0.0\r\n" + upperDigest + "  \r\nnotes: ignored\r\n"}},
          .archive = {{.body = game, .pieceSize = 65536, .pauseMs = 50}}, .dialogs = {Success}, .exitCode = 0,
-         .log = {NoFetch, RunStart, "install path: " + firstRun, "version check: GET " + Url + "/version.txt",
+         .log = {NoFetch, RunStart, "install path: " + InAnsiCodePage(firstRun), "version check: GET " + Url + "/version.txt",
                  "winhttp: HTTP 200 OK for " + Url + "/version.txt", "version check: server_version=1.0.0",
                  "path taken: fresh install -> download game.zip", "download: attempt 1 of 2",
                  "winhttp: HTTP 200 OK for " + Url + "/game.zip", "winhttp: Content-Length=" + size + " bytes",
@@ -302,6 +317,31 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
          .dialogs = {Picker, Success}, .exitCode = 0, .log = {EndInstalled}, .requests = 2, .recorded = true,
          .launcherStarts = 1},
 
+        // The player's build (keyed, in the UTF-8 code page) carries every name whole, picked or
+        // registered; the design's build cannot even read the registration back.
+        {.name = "player's build: a first run under a Devanagari profile", .start = Row::Unregistered, .profile = "अनुराधा",
+         .program = keyed, .version = {{.body = signedFile}}, .archive = {ok}, .choose = "खेल", .dialogs = {Picker, Success},
+         .exitCode = 0, .log = {RunStart, "install path: " + picked, EndInstalled}, .requests = 2, .recorded = true,
+         .launcherStarts = 1},
+        handsOff,
+        {.name = "the design's build: the same registration names nothing it can spell", .start = Row::Kept,
+         .dialogs = {Picker}, .exitCode = 0, .log = {EndHandOff}, .wholeLog = true, .launcherStarts = 2},
+        {.name = "player's build: a Japanese folder registered by an earlier run", .folder = japanese, .program = keyed,
+         .version = {{.body = signedFile}}, .archive = {ok}, .dialogs = {Success}, .exitCode = 0,
+         .log = {RunStart, "install path: " + japanese, EndInstalled}, .requests = 2, .recorded = true, .launcherStarts = 1},
+        handsOff,
+        {.name = "player's build: a Polish folder picked under a Polish profile", .start = Row::Unregistered, .profile = "Łukasz",
+         .program = keyed, .version = {{.body = signedFile}}, .archive = {ok}, .choose = "Gry Łukasza",
+         .dialogs = {Picker, Success}, .exitCode = 0, .log = {RunStart, "install path: " + polish, EndInstalled},
+         .requests = 2, .recorded = true, .launcherStarts = 1},
+        handsOff,
+        {.name = "player's build: started from Downloads under that profile, with none set", .start = Row::Unregistered,
+         .folder = devanagari + "\\Downloads\\QuarnfellOstvale\\Game",
+         .arrange = StartedFrom(devanagari + "\\Downloads", "keyed\\QuarnfellOstvale.exe"),
+         .program = devanagari + "\\Downloads\\QuarnfellOstvale.exe", .version = {{.body = signedFile}}, .archive = {ok},
+         .choose = "Game", .dialogs = {Picker, Success}, .exitCode = 0, .log = {EndInstalled}, .requests = 2,
+         .recorded = true, .launcherStarts = 1},
+
         // A registration the installer cannot use reads as none: the picker comes again, and
         // cancelling it leaves the value as it was.
         {.name = "a registered folder that is gone", .start = Row::Unregistered,
@@ -310,13 +350,9 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
          .exitCode = 0},
         {.name = "a registration that is no text, though its bytes name a folder", .start = Row::Unregistered,
          .registration = Registration{REG_BINARY, Root + '\0'}, .dialogs = {Picker}, .exitCode = 0},
-        {.name = "a registered folder named outside the ANSI code page", .start = Row::Unregistered,
-         .registration = TextRegistration(unspellable),
-         .arrange = Doing([&](const std::string&) { CreateDirectoryW(unspellable.c_str(), nullptr); }),
-         .dialogs = {Picker}, .exitCode = 0},
 
         {.name = "an installed folder only starts the launcher", .start = Row::Installed, .folder = handOff,
-         .exitCode = 0, .log = {RunStart, "install path: " + handOff, HandOff, Started, EndHandOff}, .wholeLog = true,
+         .exitCode = 0, .log = {RunStart, "install path: " + InAnsiCodePage(handOff), HandOff, Started, EndHandOff}, .wholeLog = true,
          .launcherStarts = 1},
         {.name = "an installed folder whose launcher is no program", .start = Row::Installed,
          .arrange = Doing([](const std::string& folder) { WriteBytes(folder + "\\Launcher_x64_win.exe", "no"); }),
@@ -338,10 +374,12 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
          .log = {"version check: server_version=", Malformed}, .wholeLog = true, .requests = 1},
         {.name = "version file: a digest, but no version", .version = {{.body = "\r\n" + digest + "\r\n"}},
          .dialogs = {BadVersion}, .log = {"version check: server_version=", Malformed}, .wholeLog = true, .requests = 1},
+        {.name = "version file: a carriage return inside the version line", .version = {{.body = forged + "\n"}},
+         .dialogs = {BadVersion}, .log = {"version check: server_version=" + forged, Malformed}, .wholeLog = true, .requests = 1},
         {.name = "version file: 1 MiB", .version = {{.body = std::string(1 << 20, 'x')}}, .dialogs = {BadVersion},
          .log = {"version check: server_version=xxx*", Malformed}, .requests = 1},
         {.name = "version file: connection reset",
-         .version = {{.body = "1.0.0\n", .announced = 100, .reset = true, .pauseMs = 300}},
+         .version = {{.body = "1.0.0\n", .announced = "100", .reset = true, .pauseMs = 300}},
          .dialogs = {NoServer},
          .log = {"winhttp: WinHttpQueryDataAvailable(version.txt) failed, GetLastError=10054", NoFetch},
          .wholeLog = true, .requests = 1},
@@ -354,7 +392,7 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
         {.name = "archive: wrong twice", .version = {manifest}, .archive = {wrong}, .dialogs = {NotVerified},
          .log = {"sha256: MISMATCH -> deleted zip, retrying download", Retry, "sha256: MISMATCH -> deleted zip, giving up", GaveUp}, .requests = 3},
         {.name = "archive: broken off, then arrives", .version = {manifest},
-         .archive = {{.body = game.substr(0, 100000), .announced = 1 << 20, .reset = true, .pauseMs = 300}, ok},
+         .archive = {{.body = game.substr(0, 100000), .announced = "1048576", .reset = true, .pauseMs = 300}, ok},
          .dialogs = {Success}, .exitCode = 0,
          .log = {"winhttp: WinHttpQueryDataAvailable failed*", Failed, Retry, EndInstalled}, .requests = 3,
          .recorded = true, .launcherStarts = 1},
@@ -430,12 +468,34 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
          .version = {{.body = Published(game, SignTrusted + " --expires 2001-01-01")}}, .archive = {ok},
          .dialogs = {BadVersion}, .log = {NotSigned("expired at 2001-01-01T00:00:00Z (key " QO_TRUSTED_KEY ")")},
          .wholeLog = true, .requests = 1, .serverCheck = 1},
-        {.name = "keyed: an archive announced at another size than the signed one", .program = keyed,
-         .version = {{.body = signedFile}}, .archive = {{.body = game + "more"}}, .dialogs = {NotVerified},
-         .log = {"download: Content-Length " + std::to_string(game.size() + 4) + " is not the signed size " + size,
-                 Failed, Retry, "download: Content-Length *", Failed, GaveUp}, .requests = 3, .serverCheck = 1},
-        {.name = "keyed: an archive without a length that runs past the signed size", .program = keyed,
-         .version = {{.body = signedFile}}, .archive = {{.body = game + std::string(1 << 20, 'x'), .withoutLength = true}},
+        {.name = "keyed: an archive announced longer, then shorter, than the signed size", .program = keyed,
+         .version = {{.body = signedFile}},
+         .archive = {{.body = game + "more"}, {.body = game, .announced = std::to_string(game.size() - 1)}}, .dialogs = {NotVerified},
+         .log = {"download: Content-Length " + std::to_string(game.size() + 4) + " is not the signed size " + size, Failed,
+                 Retry, "download: Content-Length " + std::to_string(game.size() - 1) + " is not the signed size " + size,
+                 Failed, GaveUp}, .requests = 3, .serverCheck = 1},
+        {.name = "keyed: the archive's length with leading zeros", .program = keyed, .version = {{.body = signedFile}},
+         .archive = {{.body = game, .announced = "000" + size}}, .dialogs = {Success}, .exitCode = 0,
+         .log = {"winhttp: Content-Length=" + size + " bytes", EndInstalled}, .requests = 2, .recorded = true,
+         .launcherStarts = 1, .serverCheck = 0},
+        // 0 is what a missing length reads as, so it is not refused before the body: an empty one.
+        {.name = "keyed: the archive's length as 0", .program = keyed, .version = {{.body = signedFile}},
+         .archive = {{.body = game, .announced = "0"}}, .dialogs = {NotVerified},
+         .log = {"winhttp: Content-Length=0 bytes", "winhttp: download complete, 0 bytes written (HTTP 200)",
+                 "sha256: MISMATCH -> deleted zip, retrying download", Retry, GaveUp}, .requests = 3, .serverCheck = 1},
+        {.name = "keyed: a signed version file of 65,536 bytes", .program = keyed, .version = {padded(65536)},
+         .archive = {ok}, .dialogs = {Success}, .exitCode = 0, .log = {SignedOk, EndInstalled}, .requests = 2,
+         .recorded = true, .launcherStarts = 1, .serverCheck = 0},
+        {.name = "keyed: the same, one byte longer", .program = keyed, .version = {padded(65537)}, .archive = {ok},
+         .dialogs = {BadVersion}, .log = {"version check: server_version=1.0.0", "version check: version.txt longer than 65536 bytes; refused"},
+         .wholeLog = true, .requests = 1, .serverCheck = 1},
+        // Bytes no signature vouches for yet never reach the log as they are.
+        {.name = "keyed: a version line that would forge a log line, and no digest", .program = keyed,
+         .version = {{.body = forged + "\n"}}, .dialogs = {BadVersion},
+         .log = {"version check: server_version=1.0.0\\x0D[2026-11-25 12:00:00] " + SignedOk, Malformed}, .wholeLog = true,
+         .requests = 1},
+        {.name = "keyed: an archive without a length that runs one byte past the signed size", .program = keyed,
+         .version = {{.body = signedFile}}, .archive = {{.body = game + "x", .withoutLength = true}},
          .dialogs = {NotVerified},
          .log = {"winhttp: Content-Length=0 bytes", "download: more than the signed " + size + " bytes; stopped", Failed,
                  Retry, "download: more than the signed*", Failed, GaveUp}, .requests = 3, .serverCheck = 1},
@@ -446,7 +506,8 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         // The picker proposes <profile>\QuarnfellOstvale; every row has a profile of its own.
-        const std::string profile = Root + "\\profile" + std::to_string(++number);
+        ++number;
+        const std::string profile = Root + "\\" + (row.profile ? row.profile : "profile" + std::to_string(number));
         const std::string proposed = profile + "\\QuarnfellOstvale";
         SetEnvironmentVariableA("USERPROFILE", profile.c_str());
         if (row.start != Row::Kept) {
@@ -463,21 +524,22 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
             WriteRegistration(row.registration ? *row.registration
                               : row.start == Row::Unregistered ? Registration{} : FolderRegistration(folder));
         }
-        DeleteFileA(Link.c_str());
-        const Undo undo = row.arrange ? row.arrange(folder) : nullptr;
-        const Registration registeredBefore = ReadRegistration();
-        const bool markedBefore = Exists(folder + "\\install.ok");
-        const std::string log = folder + "\\launcher.log";
         if (row.serverCheck >= 0) {
             EXPECT_EQ(CheckServer(row, row.program == keyed), row.serverCheck) << "the operators' server check";
         }
         // Every request must find the folder registered and its log begun.
+        const std::string log = folder + "\\launcher.log";
         std::optional<HttpServer> server;
         if (row.listening) {
             server.emplace([&] { return ReadRegistration() == FolderRegistration(folder) && Exists(log) ? "" : "early"; });
+            if (!server->Listening()) continue;
             if (!row.version.empty()) server->Serve("/version.txt", row.version);
             if (!row.archive.empty()) server->Serve("/game.zip", row.archive);
         }
+        DeleteFileA(Link.c_str());
+        const Undo undo = row.arrange ? row.arrange(folder) : nullptr;
+        const Registration registeredBefore = ReadRegistration();
+        const std::string markedBefore = ReadBytes(folder + "\\install.ok"), versionBefore = ReadBytes(folder + "\\version.txt");
         bool recordedAtSuccess = false;
 
         const std::string program = row.program.empty() ? BuiltProgram("QuarnfellOstvale.exe") : row.program;
@@ -523,11 +585,13 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
         }
 
         EXPECT_FALSE(Exists(folder + "\\game.zip"));
-        EXPECT_EQ(ReadBytes(folder + "\\install.ok"), row.recorded ? "ok\r\n" : markedBefore ? "ok\r\n" : "");
+        EXPECT_EQ(ReadBytes(folder + "\\install.ok"), row.recorded ? "ok\r\n" : markedBefore);
         EXPECT_EQ(ReadBytes(folder + "\\version.txt"),
-                  row.recorded ? "1.0.0\r\n" + Sha256Hex(row.archive.back().body) + "\r\n" : "");
+                  row.recorded ? "1.0.0\r\n" + Sha256Hex(row.archive.back().body) + "\r\n" : versionBefore);
+        EXPECT_TRUE(!row.recorded || Exists(folder + "\\Game_x64_win.exe"));
         // A link is on the desktop exactly when the log says so, and it starts the launcher.
-        const bool linked = std::count(lines.begin(), lines.end(), "desktop shortcut created: " + Link) > 0;
+        const auto thisRun = std::find(lines.rbegin(), lines.rend(), RunStart).base();
+        const bool linked = std::count(thisRun, lines.end(), "desktop shortcut created: " + Link) > 0;
         const std::string launcherPath = folder + (folder.back() == '\\' ? "" : "\\") + "Launcher_x64_win.exe";
         const ShellLink link = ReadShellLink(Link);
         EXPECT_EQ(link.target, linked ? launcherPath : "");

@@ -9,11 +9,12 @@
 #include "tests/support/test_bed.h"
 
 TEST(ProgramFile, NamesItselfAsksForNothingAndImportsOnlyKnownDlls) {
-    // The design's program, and one built with a key: its CNG is late-loaded like WinHTTP, and it
-    // names the keys it trusts where it names its server.
+    // The design's program, and the player's build: its CNG is late-loaded like WinHTTP, and it
+    // names the keys it trusts and its code page where it names its server.
     for (const auto& [program, comments] :
          {std::pair{"QuarnfellOstvale.exe", "Download server: http://127.0.0.1:8080"},
-          std::pair{"keyed\\QuarnfellOstvale.exe", "Download server: http://127.0.0.1:8080; version file keys: " QO_TRUSTED_KEY}}) {
+          std::pair{"keyed\\QuarnfellOstvale.exe",
+                    "Download server: http://127.0.0.1:8080; version file keys: " QO_TRUSTED_KEY "; code page: UTF-8"}}) {
         SCOPED_TRACE(program);
         const std::string path = BuiltProgram(program);
         HMODULE module = LoadLibraryExA(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE);

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "app/version_manifest.h"
-#include "app/version_signature.h"
+#include "trust/version_signature.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string body(reinterpret_cast<const char*>(data), size);
@@ -21,8 +21,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (manifest.version != lines[0] || manifest.sha256 != lines[1]) std::abort();
     const VersionManifest local = ParseVersionManifest(manifest.version + "\r\n" + manifest.sha256 + "\r\n");
     if (local.version != manifest.version || local.sha256 != manifest.sha256) std::abort();
+    const TrustedKey key = {"0123456789abcdef", {}};
     const SignatureCheck check = CheckVersionSignatures(
-        body, manifest, {{"0123456789abcdef", {}}}, "2026-11-25T12:00:00Z",
+        body, manifest, &key, 1, "2026-11-25T12:00:00Z",
         [](const unsigned char*, const Sha256Digest&, const unsigned char*) { return true; });
     if (check.accepted && body.find(" " + std::to_string(check.signedSize) + " ") == std::string::npos) std::abort();
     return 0;

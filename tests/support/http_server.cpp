@@ -5,10 +5,16 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "common/names.h"
+#include "tests/support/host_shell.h"
 
 namespace {
 constexpr DWORD IdleClientMs = 10000;
+// The port can stay taken a little while after a server has closed it, by whatever still held it
+// then; longer than this, the next server gives up and says who holds it.
+constexpr DWORD BindLimitMs = 10000;
 
 void MakeNonBlocking(SOCKET socket) {
     u_long on = 1;
@@ -19,18 +25,27 @@ void MakeNonBlocking(SOCKET socket) {
 HttpServer::HttpServer(std::function<std::string()> note) : note_(std::move(note)) {
     WSADATA data;
     WSAStartup(MAKEWORD(2, 2), &data);
-    const SOCKET listener = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    // Sockets are inheritable by default: a process started while this one listened, by a
+    // CreateProcess that passes handles on, would keep the port for as long as it ran.
+    listener_ = WSASocketW(AF_INET, SOCK_STREAM, IPPROTO_TCP, nullptr, 0, WSA_FLAG_NO_HANDLE_INHERIT);
     // Connections of earlier servers linger in TIME_WAIT on the same port.
     const BOOL reuse = TRUE;
-    setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, reinterpret_cast<const char*>(&reuse), sizeof reuse);
-    MakeNonBlocking(listener);
+    setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, reinterpret_cast<const char*>(&reuse), sizeof reuse);
+    MakeNonBlocking(listener_);
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_port = htons(DownloadServerPort);
     inet_pton(AF_INET, DownloadServerHost, &address.sin_addr);
-    listener_ = listener;
-    if (bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 || listen(listener, 8) != 0) {
-        ADD_FAILURE() << "the scripted server cannot listen on port " << DownloadServerPort << ", error " << WSAGetLastError();
+    int error = 0;
+    for (const DWORD start = GetTickCount();; Sleep(100)) {
+        error = bind(listener_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ? 0 : WSAGetLastError();
+        if (error == 0 || GetTickCount() - start > BindLimitMs) break;
+    }
+    if (error != 0 || listen(listener_, 8) != 0) {
+        const HostRun holders = RunOnHost("ss -tlnp \"sport = :" + std::to_string(DownloadServerPort) + "\"", nullptr, 10000);
+        ADD_FAILURE() << "the scripted server cannot listen on port " << DownloadServerPort << " within "
+                      << BindLimitMs / 1000 << " s, error " << (error ? error : WSAGetLastError())
+                      << "; the host's listeners on it:\n" << holders.output;
         return;
     }
     stop_ = CreateEventA(nullptr, TRUE, FALSE, nullptr);
@@ -45,13 +60,15 @@ HttpServer::~HttpServer() {
         SetEvent(stop_);
         // Every wait of the thread is sliced, but Winsock under Wine has blocked for good
         // before (a blocking send to a client that had gone), so its end is not taken on trust.
-        if (WaitForSingleObject(thread_, 2000) != WAIT_OBJECT_0) {
-            ADD_FAILURE() << "the scripted server's thread did not stop within 2 s; it was ended";
+        if (WaitForSingleObject(thread_, 5000) != WAIT_OBJECT_0) {
+            ADD_FAILURE() << "the scripted server's thread did not stop within 5 s; it was ended";
             TerminateThread(thread_, 1);
         }
         CloseHandle(thread_);
         CloseHandle(stop_);
     }
+    // However the thread ended, nothing it accepted or listened on outlives the server.
+    if (client_ != ~Socket(0)) closesocket(client_);
     closesocket(listener_);
     WSACleanup();
 }
@@ -68,11 +85,11 @@ std::vector<Request> HttpServer::Requests() const {
 
 void HttpServer::Run() {
     while (WaitUntil(listener_, false, INFINITE)) {
-        const SOCKET client = accept(listener_, nullptr, nullptr);
-        if (client == INVALID_SOCKET) continue;  // gone again before it was taken
-        MakeNonBlocking(client);
-        Answer(client);
-        closesocket(client);
+        client_ = accept(listener_, nullptr, nullptr);
+        if (client_ == INVALID_SOCKET) continue;  // gone again before it was taken
+        MakeNonBlocking(client_);
+        Answer(client_);
+        closesocket(std::exchange(client_, INVALID_SOCKET));
     }
 }
 
@@ -123,9 +140,9 @@ void HttpServer::Answer(Socket client) {
         if (queued.size() > 1) queued.pop_front();
     }
 
-    const long long length = reply.announced >= 0 ? reply.announced : static_cast<long long>(reply.body.size());
+    const std::string length = reply.announced.empty() ? std::to_string(reply.body.size()) : reply.announced;
     bool connected = SendAll(client, "HTTP/1.1 " + std::to_string(reply.status) + " Scripted\r\n" +
-                                         (reply.withoutLength ? "" : "Content-Length: " + std::to_string(length) + "\r\n") +
+                                         (reply.withoutLength ? "" : "Content-Length: " + length + "\r\n") +
                                          "Connection: close\r\n\r\n");
     const size_t pieceSize = reply.pieceSize ? reply.pieceSize : reply.body.size() + 1;
     for (size_t at = 0; connected && at < reply.body.size(); at += pieceSize) {

@@ -2,8 +2,8 @@
 // The download server as the tests script it: an HTTP/1.1 server on the installer's host and
 // port that gives each path the replies it was given, in turn (the last one for every later
 // request), one connection at a time; unscripted paths get 404. No wait in it is unbounded: a
-// client that sends no request or takes no data for 10 s is dropped, and the destructor returns
-// within two seconds whatever its thread is doing.
+// port still taken is waited for 10 s at most, a client that sends no request or takes no data
+// for 10 s is dropped, and the destructor returns within five seconds whatever its thread is doing.
 #include <windows.h>
 
 #include <cstdint>
@@ -18,7 +18,7 @@ struct Reply {
     int status = 200;
     std::string body;
     bool withoutLength = false;  // no Content-Length: the body ends when the connection does
-    long long announced = -1;    // a Content-Length other than the body's size
+    std::string announced;       // a Content-Length other than the body's size, as sent
     bool reset = false;  // after the body (and a pause of pauseMs), RST instead of FIN
     size_t pieceSize = 0;  // the body in pieces of this size, pauseMs apart (also before a reset)
     unsigned long pauseMs = 0;
@@ -35,6 +35,8 @@ class HttpServer {
 public:
     explicit HttpServer(std::function<std::string()> note = [] { return ""; });
     ~HttpServer();
+    // False when it could not listen; the test has already failed, naming why.
+    bool Listening() const { return thread_ != nullptr; }
     void Serve(const std::string& path, std::vector<Reply> replies);
     std::vector<Request> Requests() const;
 
@@ -50,6 +52,7 @@ private:
 
     std::function<std::string()> note_;
     Socket listener_ = ~Socket(0);
+    Socket client_ = ~Socket(0);  // the connection being answered
     HANDLE stop_ = nullptr;
     HANDLE thread_ = nullptr;
     mutable std::mutex mutex_;

@@ -1,5 +1,6 @@
 // Stands in for the game's resident launcher: each start appends "<command line>\t<working
-// folder>\r\n" to launcher-starts.txt beside the program, then it ends at once.
+// folder>\r\n" to launcher-starts.txt beside the program, then it ends at once. Like every
+// program of the test bed it runs in the UTF-8 code page, so the record holds any name whole.
 #include <windows.h>
 
 #include <cstring>

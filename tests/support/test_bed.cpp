@@ -104,18 +104,24 @@ ShellLink ReadShellLink(const std::string& path) {
     const HRESULT com = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     ShellLink found;
     {  // the interfaces are released before COM is
-        ComPtr<IShellLinkA> link;
+        ComPtr<IShellLinkW> link;
         ComPtr<IPersistFile> file;
-        if (SUCCEEDED(CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkA, link.PutVoid())) &&
+        if (SUCCEEDED(CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkW, link.PutVoid())) &&
             SUCCEEDED(link->QueryInterface(IID_IPersistFile, file.PutVoid())) &&
             SUCCEEDED(file->Load(NarrowToWide(path).c_str(), STGM_READ))) {
-            char text[4][MAX_PATH] = {};
+            wchar_t text[4][MAX_PATH] = {};
             int icon = 0;
-            link->GetPath(text[0], MAX_PATH, nullptr, SLGP_RAWPATH);
+            // Wine keeps the path as text of the saving program's code page, and reads it in the
+            // reader's; the item list holds it in UTF-16 whatever the programs' code pages.
+            UniqueCoTaskMem<PIDLIST_ABSOLUTE> target;
+            PIDLIST_ABSOLUTE items = nullptr;
+            if (SUCCEEDED(link->GetIDList(&items))) target.Reset(items);
+            SHGetPathFromIDListW(target.Get(), text[0]);
             link->GetWorkingDirectory(text[1], MAX_PATH);
             link->GetDescription(text[2], MAX_PATH);
             link->GetIconLocation(text[3], MAX_PATH, &icon);
-            found = {text[0], text[1], text[2], text[3] + ("," + std::to_string(icon))};
+            found = {WideToNarrow(text[0]), WideToNarrow(text[1]), WideToNarrow(text[2]),
+                     WideToNarrow(text[3]) + "," + std::to_string(icon)};
         }
     }
     if (SUCCEEDED(com)) CoUninitialize();
@@ -153,4 +159,15 @@ std::string Sha256Hex(const std::string& bytes) {
     std::string hex;
     for (unsigned char byte : digest) hex += "0123456789abcdef"[byte >> 4], hex += "0123456789abcdef"[byte & 15];
     return hex;
+}
+
+std::string InAnsiCodePage(const std::string& text) {
+    UINT codePage = 0;
+    GetLocaleInfoW(LOCALE_SYSTEM_DEFAULT, LOCALE_IDEFAULTANSICODEPAGE | LOCALE_RETURN_NUMBER,
+                   reinterpret_cast<LPWSTR>(&codePage), sizeof codePage / sizeof(wchar_t));
+    const std::wstring wide = NarrowToWide(text);
+    std::string converted(4 * wide.size(), '\0');
+    converted.resize(WideCharToMultiByte(codePage, 0, wide.c_str(), static_cast<int>(wide.size()), converted.data(),
+                                         static_cast<int>(converted.size()), nullptr, nullptr));
+    return converted;
 }

@@ -1,6 +1,7 @@
 #pragma once
 // Files, registry values, archives and programs of the test bed, as tests set them up and
-// read them back, independently of the installer's own code (but for its text conversion).
+// read them back, independently of the installer's own code (but for its text conversion). The
+// test bed's programs run in the UTF-8 code page: their narrow texts hold any name.
 #include <windows.h>
 
 #include <string>
@@ -43,3 +44,5 @@ ShellLink ReadShellLink(const std::string& path);
 // own does; a name ending in '/' is a folder.
 std::string MakeZip(const std::vector<std::pair<std::string, std::string>>& entries);
 std::string Sha256Hex(const std::string& bytes);  // the platform's own SHA-256
+// Text as the design's installer holds it, in the system's ANSI code page.
+std::string InAnsiCodePage(const std::string& text);

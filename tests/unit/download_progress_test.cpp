@@ -14,6 +14,7 @@
 // What the progress window shows once a download has ended, for lengths announced or not.
 TEST(ArchiveDownload, ShowsTheShareOfTheAnnouncedLength) {
     HttpServer server;
+    ASSERT_TRUE(server.Listening());
     const std::string folder = FreshFolder("C:\\qo-tests\\download");
     SetLogFilePath(folder + "\\launcher.log");
     ProgressWindow* progress = nullptr;
@@ -34,7 +35,7 @@ TEST(ArchiveDownload, ShowsTheShareOfTheAnnouncedLength) {
     };
     for (const auto& c : cases) {
         server.Serve("/game.zip", {{.body = std::string(c.sent, 'b'), .withoutLength = c.announced < 0,
-                                    .announced = c.announced}});
+                                    .announced = std::to_string(c.announced)}});
         SendMessageA(progress->progressBar, PBM_SETPOS, 123, 0);
         HINTERNET session = nullptr, connection = nullptr;
         unsigned long long length = 0;

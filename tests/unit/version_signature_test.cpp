@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "app/version_signature.h"
 #include "tests/unit/sha256_pieces.h"
+#include "trust/version_signature.h"
 
 namespace {
 const std::string Digest = "9f86d081884c7d659a2feaa0c55ad015a3bf4f1b2b0b822cd15d6c15b0f00a08";
@@ -24,7 +24,7 @@ std::string Line(const std::string& size, const std::string& expires, const std:
 }  // namespace
 
 TEST(VersionSignatures, OneValidLineByAKnownKeyIsEnoughAndEachFailureSaysWhy) {
-    const std::vector<TrustedKey> keys = {{"fedcba9876543210", {}}, {"0123456789abcdef", {}}};
+    const TrustedKey keys[] = {{"fedcba9876543210", {}}, {"0123456789abcdef", {}}};
     const std::string good = Line("1234", "never"), expired = Line("7", "2026-11-25T11:59:59Z");
     const std::string mismatch = good.substr(0, good.size() - 1) + "1", unknown = Line("1", "never", "1111111111111111");
     const std::string malformed = "signature " + Key + " 01234 never " + good.substr(good.size() - 128);
@@ -48,7 +48,7 @@ TEST(VersionSignatures, OneValidLineByAKnownKeyIsEnoughAndEachFailureSaysWhy) {
     };
     for (const auto& c : cases) {
         const SignatureCheck check = CheckVersionSignatures("1.0.0\r\n" + Digest + "\r\n" + c.later,
-                                                            {"1.0.0", Digest}, keys, "2026-11-25T12:00:00Z", Matches);
+                                                            {"1.0.0", Digest}, keys, 2, "2026-11-25T12:00:00Z", Matches);
         EXPECT_EQ(check.accepted ? "" : check.reason, c.reason) << c.later;
         if (check.accepted) {
             EXPECT_EQ(check.keyId + " " + std::to_string(check.signedSize), Key + " " + std::to_string(c.size));
@@ -59,19 +59,21 @@ TEST(VersionSignatures, OneValidLineByAKnownKeyIsEnoughAndEachFailureSaysWhy) {
     std::string upper = Digest, loud = Line("1", "never", Key, "v");
     for (char& c : upper) c = static_cast<char>(std::toupper(c));
     for (size_t i = loud.size() - 128; i < loud.size(); ++i) loud[i] = static_cast<char>(std::toupper(loud[i]));
-    EXPECT_TRUE(CheckVersionSignatures("v\n" + upper + "\n" + loud, {"v", upper}, keys, "", Matches).accepted);
+    EXPECT_TRUE(CheckVersionSignatures("v\n" + upper + "\n" + loud, {"v", upper}, keys, 2, "", Matches).accepted);
 
     // Each field's form, broken one way at a time: K stands for the key's id, S for a signature
     // and s for one digit short of it.
     const std::string signature = good.substr(good.size() - 128);
     for (const char* form : {"", "  K 1 never S", " K 1 never S x", " 0123456789ABCDEF 1 never S", " 0123456789abcde 1 never S",
-                             " K 9223372036854775808 never S", " K -1 never S", " K 1 Never S", " K 1 2027-02-29T00:00:00Z S",
-                             " K 1 2027-13-01T00:00:00Z S", " K 1 2027-01-01T24:00:00Z S", " K 1 2027-01-01 00:00:00Z S",
+                             " K 9223372036854775808 never S", " K 99999999999999999999 never S", " K -1 never S",
+                             " K 1 Never S", " K 1 2027-02-29T00:00:00Z S", " K 1 2100-02-29T00:00:00Z S",
+                             " K 1 2027-04-31T00:00:00Z S", " K 1 2027-13-01T00:00:00Z S", " K 1 2027-01-01T24:00:00Z S",
+                             " K 1 2027-01-01T00:60:00Z S", " K 1 2027-01-01T00:00:60Z S", " K 1 2027-01-01 00:00:00Z S",
                              " K 1 2027-01-01T00:00:00 S", " K 1 never s", " K 1 never S0", " K 1 never gs"}) {
         std::string line = "signature";
         for (const char* c = form; *c; ++c) {
             line += *c == 'K' ? Key : *c == 'S' ? signature : *c == 's' ? signature.substr(1) : std::string(1, *c);
         }
-        EXPECT_EQ(CheckVersionSignatures("1\n2\n" + line, {"1", "2"}, keys, "", Matches).reason, "malformed signature line") << line;
+        EXPECT_EQ(CheckVersionSignatures("1\n2\n" + line, {"1", "2"}, keys, 2, "", Matches).reason, "malformed signature line") << line;
     }
 }

@@ -1,9 +1,12 @@
-#include "app/signature_cng.h"
+#include "trust/signature_cng.h"
 
+// windows.h declares a few of the status codes that ntstatus.h declares in full.
+#define WIN32_NO_STATUS
 #include <windows.h>
+#undef WIN32_NO_STATUS
 #include <bcrypt.h>
+#include <ntstatus.h>
 
-#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -22,11 +25,14 @@ struct KeyTraits {
     static void Close(Handle handle) { BCryptDestroyKey(handle); }
 };
 
+// Every step goes through here, so that no answer but STATUS_SUCCESS lets the check go on: an
+// invalid signature is the answer the check exists for, any other is the platform failing.
 bool Succeeded(const char* call, NTSTATUS status) {
-    if (status == 0) return true;
-    char code[16];
-    std::snprintf(code, sizeof code, "0x%08lX", static_cast<unsigned long>(status));
-    LogLine(std::string("version check: ") + call + " failed, NTSTATUS=" + code);
+    if (status == STATUS_SUCCESS) return true;
+    if (status != STATUS_INVALID_SIGNATURE) {
+        LogLine(std::string("version check: ") + call + " failed, NTSTATUS=" +
+                std::to_string(static_cast<unsigned long>(status)));
+    }
     return false;
 }
 }  // namespace
@@ -34,7 +40,7 @@ bool Succeeded(const char* call, NTSTATUS status) {
 bool VerifyP256Signature(const unsigned char* point, const Sha256Digest& digest, const unsigned char* signature) {
     BCRYPT_ALG_HANDLE rawAlgorithm = nullptr;
     const NTSTATUS opened = BCryptOpenAlgorithmProvider(&rawAlgorithm, BCRYPT_ECDSA_P256_ALGORITHM, nullptr, 0);
-    UniqueHandle<AlgorithmTraits> algorithm(rawAlgorithm);
+    const UniqueHandle<AlgorithmTraits> algorithm(rawAlgorithm);
     if (!Succeeded("BCryptOpenAlgorithmProvider(ECDSA_P256)", opened)) return false;
 
     unsigned char blob[sizeof(BCRYPT_ECCKEY_BLOB) + 64];
@@ -44,12 +50,11 @@ bool VerifyP256Signature(const unsigned char* point, const Sha256Digest& digest,
     BCRYPT_KEY_HANDLE rawKey = nullptr;
     const NTSTATUS imported =
         BCryptImportKeyPair(algorithm.Get(), nullptr, BCRYPT_ECCPUBLIC_BLOB, &rawKey, blob, sizeof blob, 0);
-    UniqueHandle<KeyTraits> key(rawKey);
+    const UniqueHandle<KeyTraits> key(rawKey);
     if (!Succeeded("BCryptImportKeyPair", imported)) return false;
 
     // The signature's length is fixed by the caller; the platform is not trusted to check it.
-    const NTSTATUS verified = BCryptVerifySignature(key.Get(), nullptr, const_cast<unsigned char*>(digest.data()),
-                                                    static_cast<ULONG>(digest.size()), const_cast<unsigned char*>(signature), 64, 0);
-    constexpr NTSTATUS InvalidSignature = static_cast<NTSTATUS>(0xC000A000);
-    return verified == InvalidSignature ? false : Succeeded("BCryptVerifySignature", verified);
+    return Succeeded("BCryptVerifySignature",
+                     BCryptVerifySignature(key.Get(), nullptr, const_cast<unsigned char*>(digest.data()),
+                                           static_cast<ULONG>(digest.size()), const_cast<unsigned char*>(signature), 64, 0));
 }

@@ -1,9 +1,9 @@
 #pragma once
+#include <cstddef>
 #include <string>
-#include <vector>
 
 #include "app/version_manifest.h"
-#include "archive/sha256_internal.h"
+#include "archive/sha256.h"
 
 // A public key that a keyed build trusts: its id (16 lower-case hex digits, the start of the
 // SHA-256 of its point) and its point on P-256, X then Y, big-endian.
@@ -30,5 +30,5 @@ struct SignatureCheck {
 // and not expired at nowUtc ("YYYY-MM-DDTHH:MM:SSZ"). When none is, the reason is that of the
 // line that came closest: expired, then not matching, then by an unknown key, then malformed.
 SignatureCheck CheckVersionSignatures(const std::string& body, const VersionManifest& manifest,
-                                      const std::vector<TrustedKey>& keys, const std::string& nowUtc,
+                                      const TrustedKey* keys, size_t keyCount, const std::string& nowUtc,
                                       SignatureVerifier verify);

@@ -9,3 +9,10 @@
 // size of game.zip that was signed; a build made without takes every well-formed file, silently.
 bool AcceptVersionFile(const std::string& body, const VersionManifest& manifest,
                        std::optional<unsigned long long>& signedSize);
+
+// The version line as the run log shows it before AcceptVersionFile has judged the file. A
+// keyed build writes bytes from the network that no signature vouches for yet as "\xHH" unless
+// they are printable ASCII (the backslash too), so that a carriage return among them cannot
+// start what a reader takes for a line of the program's. An unkeyed build writes them as they
+// came.
+std::string VersionLineForLog(const std::string& version);

@@ -1,0 +1,8 @@
+#include "ui/folder_choice.h"
+
+std::string UserProfileFolder() {
+    char profile[MAX_PATH] = {};
+    const DWORD length = GetEnvironmentVariableA("USERPROFILE", profile, MAX_PATH);
+    // A value that does not fit comes back as the size it needs, 260 or more.
+    return length >= 1 && length < MAX_PATH ? profile : "";
+}
