@@ -8,27 +8,13 @@
 #include "log/run_log.h"
 
 namespace {
-constexpr char InstallKey[] = "Software\\QuarnfellOstvale";
-constexpr char InstallValue[] = "InstallPath";
-
 bool FileInFolderExists(const std::string& folder, const char* name) {
     return PathExists(JoinPath(folder, name));
 }
 }  // namespace
 
-std::string ReadInstallPath() {
-    char buffer[MAX_PATH] = {};
-    DWORD size = sizeof buffer;
-    // RRF_RT_REG_SZ makes the platform refuse any other value type; too long a text fails too.
-    if (RegGetValueA(HKEY_CURRENT_USER, InstallKey, InstallValue, RRF_RT_REG_SZ, nullptr, buffer,
-                     &size) != ERROR_SUCCESS) {
-        return {};
-    }
-    return buffer;
-}
-
 void SaveInstallPath(const std::string& installFolder) {
-    RegSetKeyValueA(HKEY_CURRENT_USER, InstallKey, InstallValue, REG_SZ, installFolder.c_str(),
+    RegSetKeyValueA(HKEY_CURRENT_USER, InstallRegistryKey, InstallRegistryValue, REG_SZ, installFolder.c_str(),
                     static_cast<DWORD>(installFolder.size() + 1));
 }
 

@@ -1,20 +1,20 @@
 #!/bin/bash
 # Builds the installer that players download, talking to the download server HOST, and leaves
-# OUT_DIR/QuarnfellOstvale.exe with its digest beside it, QuarnfellOstvale.exe.sha256 (check it
-# with `sha256sum -c QuarnfellOstvale.exe.sha256` in OUT_DIR). The build runs in a fresh folder
-# of its own, so nothing from a development build's cache reaches it, and the same commit gives
+# in OUT_DIR QuarnfellOstvale.exe, its digest QuarnfellOstvale.exe.sha256 (check it with
+# `sha256sum -c QuarnfellOstvale.exe.sha256` in OUT_DIR) and its build record
+# QuarnfellOstvale.buildinfo. The build runs in a fresh folder of its own, so nothing from a
+# development build's cache reaches it, and the same commit, keys file and Debian packages give
 # the same bytes wherever and whenever it is built.
 #   tools/release.sh HOST OUT_DIR (--keys FILE | --unsigned) [--sign-pkcs12 FILE [--timestamp URL]]
-# --keys FILE builds a program that takes only version files signed by a key of that keys file
-# (docs/security.md); --unsigned one that takes any version file. --sign-pkcs12 signs the program
-# with Authenticode, the PKCS#12 file's password taken from QO_SIGN_PASSWORD; --timestamp adds an
-# RFC 3161 time stamp from that server, so the signature outlives the certificate.
+# --keys FILE builds the player's program: it takes only version files signed by a key of that
+# keys file (docs/security.md), and runs in the UTF-8 code page so that every name works.
+# --unsigned builds the design's plain program, which takes any version file. --sign-pkcs12
+# signs the program with Authenticode, the PKCS#12 file's password taken from QO_SIGN_PASSWORD;
+# --timestamp adds an RFC 3161 time stamp from that server, so the signature outlives the
+# certificate.
 #
 # The signature is the only difference between a signed program and the one the source gives,
-# so anyone can check a shipped program: build the same commit for the same host with the same
-# keys file, then
-#   osslsigncode remove-signature -in QuarnfellOstvale.exe -out unsigned.exe
-#   sha256sum unsigned.exe      # the digest on the rebuild's "sha256:" line
+# so anyone can check a shipped program against its build record: docs/operators.md says how.
 set -euo pipefail
 usage() {
     echo "usage: tools/release.sh HOST OUT_DIR (--keys FILE | --unsigned) [--sign-pkcs12 FILE [--timestamp URL]]" >&2
@@ -66,10 +66,24 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/tools/install-deps.sh"
 build=$(mktemp -d "${TMPDIR:-/tmp}/qo-release.XXXXXX")
 trap 'rm -rf "$build"' EXIT
+utf8=OFF code_page=ANSI
+[ ! -v keys ] || utf8=ON code_page=UTF-8
 cmake -S "$root" -B "$build" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" \
-    -DCMAKE_BUILD_TYPE=Release -DQO_SERVER_HOST="$host" -DQO_SIGNING_KEYS="${keys-}" -DQO_BUILD_TESTS=OFF > /dev/null
+    -DCMAKE_BUILD_TYPE=Release -DQO_SERVER_HOST="$host" -DQO_SIGNING_KEYS="${keys-}" -DQO_UTF8_CODE_PAGE=$utf8 \
+    -DPython3_EXECUTABLE=/usr/bin/python3 -DQO_BUILD_TESTS=OFF > /dev/null
 cmake --build "$build" --target QuarnfellOstvale
+built=$build/bin/QuarnfellOstvale.exe
 shipped=$build/bin
+
+# Nothing ships that does not say it is what was asked for. The keyed note reads "Download
+# server: http://HOST:8080; version file keys: ID1 ID2; code page: UTF-8".
+note=$(x86_64-w64-mingw32-strings -el "$built" | sed -n 's/^Download server: //p')
+named_keys=$(sed -n 's/.*; version file keys: \([^;]*\).*/\1/p' <<< "$note")
+asked_keys=$([ ! -v keys ] || python3 "$root/tools/keys.py" ids "$keys")
+[ "$named_keys" = "$asked_keys" ] ||
+    fail "the program built names the keys '${named_keys:-none}', not those of the keys file, '${asked_keys:-none}'; nothing shipped"
+[[ $note == *"; code page: UTF-8"* ]] && built_page=UTF-8 || built_page=ANSI
+[ "$built_page" = "$code_page" ] || fail "the program built runs in the $built_page code page, not $code_page; nothing shipped"
 
 if [ -v pkcs12 ]; then
     shipped=$build/signed
@@ -90,28 +104,47 @@ if [ -v pkcs12 ]; then
     osslsigncode verify -CAfile "$build/roots.pem" -in "$shipped/QuarnfellOstvale.exe" > "$build/verify.log" 2>&1 ||
         { cat "$build/verify.log" >&2; fail "osslsigncode does not accept the signed program"; }
     osslsigncode remove-signature -in "$shipped/QuarnfellOstvale.exe" -out "$build/removed.exe" > /dev/null
-    cmp -s "$build/removed.exe" "$build/bin/QuarnfellOstvale.exe" ||
+    cmp -s "$build/removed.exe" "$built" ||
         fail "the signed program without its signature is not the program built; nobody could check it against the source"
 fi
 
-# Both files are renamed into place, so OUT_DIR never holds a half-written program, nor a
-# program beside the digest of another build.
+# What anyone needs to build the same bytes again: the source, the choices, and the exact Debian
+# packages that made the program (compiler, binutils, the mingw-w64 runtime and headers, CMake,
+# Ninja, and Debian's Python and zlib, which render the icon and write the keys table).
+commit=$(git -C "$root" rev-parse HEAD 2> /dev/null || echo unknown)
+git -C "$root" diff --quiet HEAD 2> /dev/null || commit="$commit (with uncommitted changes)"
+packages=(g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix-runtime gcc-mingw-w64-base
+          binutils-mingw-w64-x86-64 mingw-w64-x86-64-dev mingw-w64-common cmake ninja-build
+          "$(dpkg -S "$(readlink -f /usr/bin/python3)" | cut -d : -f 1)" zlib1g)
+built_sha256=$(sha256sum < "$built" | cut -d ' ' -f 1)
+shipped_sha256=$(sha256sum < "$shipped/QuarnfellOstvale.exe" | cut -d ' ' -f 1)
+{
+    echo "# How QuarnfellOstvale.exe was built, by tools/release.sh; docs/operators.md tells how to rebuild it."
+    echo "commit: $commit"
+    echo "host: $host"
+    echo "keys: ${named_keys:-none}"
+    echo "code page: $code_page"
+    dpkg-query -W -f='package: ${Package} ${Version}\n' "${packages[@]}"
+    echo "sha256 built: $built_sha256"
+    echo "sha256 shipped: $shipped_sha256"
+} > "$build/QuarnfellOstvale.buildinfo"
+
+# Every file is renamed into place, so OUT_DIR never holds a half-written program, nor a
+# program beside the digest or record of another build.
 mkdir -p "$out"
-rm -f "$out/QuarnfellOstvale.exe.sha256"
+rm -f "$out/QuarnfellOstvale.exe.sha256" "$out/QuarnfellOstvale.buildinfo"
 (cd "$shipped" && sha256sum QuarnfellOstvale.exe) > "$out/QuarnfellOstvale.exe.sha256.part"
 cp "$shipped/QuarnfellOstvale.exe" "$out/QuarnfellOstvale.exe.part"
+cp "$build/QuarnfellOstvale.buildinfo" "$out/QuarnfellOstvale.buildinfo.part"
 mv "$out/QuarnfellOstvale.exe.part" "$out/QuarnfellOstvale.exe"
 mv "$out/QuarnfellOstvale.exe.sha256.part" "$out/QuarnfellOstvale.exe.sha256"
+mv "$out/QuarnfellOstvale.buildinfo.part" "$out/QuarnfellOstvale.buildinfo"
 (cd "$out" && sha256sum --check --quiet QuarnfellOstvale.exe.sha256)
 
-# The keyed note reads "Download server: http://HOST:8080; version file keys: ID1 ID2".
-note=$(x86_64-w64-mingw32-strings -el "$build/bin/QuarnfellOstvale.exe" | sed -n 's/^Download server: //p')
-echo "commit: $(git -C "$root" describe --always --dirty 2> /dev/null || echo unknown)"
+echo "commit: $commit"
 echo "server: ${note%%;*}"
-case $note in
-    *"; version file keys: "*) echo "keys: ${note#*; version file keys: }" ;;
-    *) echo "keys: none (unsigned)" ;;
-esac
-echo "sha256: $(sha256sum < "$build/bin/QuarnfellOstvale.exe" | cut -d ' ' -f 1)"
-[ ! -v pkcs12 ] || echo "sha256 signed: $(cut -d ' ' -f 1 "$out/QuarnfellOstvale.exe.sha256")"
+echo "keys: ${named_keys:-none (unsigned)}"
+echo "code page: $code_page"
+echo "sha256: $built_sha256"
+[ ! -v pkcs12 ] || echo "sha256 signed: $shipped_sha256"
 [ -v keys ] || echo "release.sh: warning: an --unsigned program installs whatever anyone on the network path to its server serves; see docs/security.md" >&2

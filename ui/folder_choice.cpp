@@ -39,12 +39,6 @@ std::string DefaultInstallFolder() {
     return JoinPath(profile.empty() ? ExecutableFolder() : profile, ProductFolderName);
 }
 
-std::string ExecutableFolder() {
-    char fileName[MAX_PATH] = {};
-    GetModuleFileNameA(nullptr, fileName, MAX_PATH);
-    return ParentFolder(fileName);
-}
-
 FolderChoiceResult ChooseInstallFolder(std::string& installFolder) {
     const std::string defaultFolder = DefaultInstallFolder();
     // Created before either dialog so that both can open inside it; it stays even when the

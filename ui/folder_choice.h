@@ -6,15 +6,16 @@
 enum class FolderChoiceResult { Chosen = 0, NotChosen = 1, DialogUnavailable = 2 };
 
 // "QuarnfellOstvale" under the user's profile, or under the installer's own folder when
-// USERPROFILE is missing, empty or too long for a path.
+// USERPROFILE is missing, empty or too long for a path. Each program brings its own reading of
+// the two (ExecutableFolder and UserProfileFolder): ui/default_folder_bases.cpp, or the UTF-8
+// build's in utf8/.
 std::string DefaultInstallFolder();
-
-// USERPROFILE as narrow text; empty when it is missing, empty or too long for a path. Each
-// program brings its own reading: ui/user_profile.cpp, or the UTF-8 build's in utf8/.
-std::string UserProfileFolder();
 
 // The folder that holds the running program; empty when its file name cannot be read.
 std::string ExecutableFolder();
+
+// USERPROFILE as narrow text; empty when it is missing, empty or too long for a path.
+std::string UserProfileFolder();
 
 // Asks the user where the game goes, proposing (and first creating) the default folder.
 // Chosen: installFolder holds the folder exactly as picked. Never DialogUnavailable: the

@@ -18,8 +18,7 @@
 #include "tests/support/ui_robot.h"
 
 namespace {
-const std::string Root = "C:\\qo-tests\\e2e", Desktop = Root + "\\Desktop", Link = Desktop + "\\Quarnfell Ostvale.lnk",
-                  Downloads = Root + "\\Downloads";
+const std::string Root = "C:\\qo-tests\\e2e", Desktop = Root + "\\Desktop", Link = Desktop + "\\Quarnfell Ostvale.lnk";
 const std::string Url = "http://127.0.0.1:8080";
 const std::string Picker = "picker: Choose where to install Quarnfell Ostvale";
 // The older dialog keeps its own caption and shows the title inside.
@@ -189,24 +188,19 @@ Undo HoldOpen(const std::string& path) {
 }
 
 // The player's first run starts the program from a Downloads folder, with no profile, so the
-// picker proposes a folder beside the program.
-Arrangement StartedFrom(const std::string& downloads, const std::string& program) {
-    return Doing([=](const std::string&) {
+// picker proposes a folder beside the program. DLLs named like ones the installer and its
+// dialogs load by name lie there too, and Wine prefers a DLL there, as Windows' search order does.
+Arrangement FromDownloads(const std::string& downloads, const std::string& program) {
+    return [=](const std::string&) -> Undo {
+        const std::vector<std::string> dlls = {"winhttp", "comctl32", "uxtheme"};
         SetEnvironmentVariableA("USERPROFILE", nullptr);
         CopyFileA(BuiltProgram(program).c_str(), (downloads + "\\QuarnfellOstvale.exe").c_str(), FALSE);
-    });
-}
-
-// DLLs named like ones the installer and its dialogs load by name lie beside it in a Downloads
-// folder, and Wine prefers a DLL there, as Windows' search order does.
-Undo PlantDlls(const std::string& folder) {
-    const std::vector<std::string> dlls = {"winhttp", "comctl32", "uxtheme"};
-    StartedFrom(Downloads, "QuarnfellOstvale.exe")(folder);
-    const Undo order = SetDllOrder("QuarnfellOstvale.exe", dlls, "native,builtin");
-    for (const std::string& dll : dlls) CopyFileA(BuiltProgram("planted.dll").c_str(), (Downloads + "\\" + dll + ".dll").c_str(), FALSE);
-    return [dlls, order] {
-        for (const std::string& dll : dlls) EXPECT_FALSE(Exists(Downloads + "\\" + dll + ".dll.loaded")) << dll;
-        order();
+        const Undo order = SetDllOrder("QuarnfellOstvale.exe", dlls, "native,builtin");
+        for (const std::string& dll : dlls) CopyFileA(BuiltProgram("planted.dll").c_str(), (downloads + "\\" + dll + ".dll").c_str(), FALSE);
+        return [=] {
+            for (const std::string& dll : dlls) EXPECT_FALSE(Exists(downloads + "\\" + dll + ".dll.loaded")) << dll;
+            order();
+        };
     };
 }
 
@@ -264,7 +258,9 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
                         }};
     const std::string upperDigest = CharUpperA(std::string(digest).data());
     // Chosen in the first row, which the picker offers <profile1>\QuarnfellOstvale.
-    const std::string firstRun = Root + "\\profile1\\QuarnfellOstvale\\Spielstände Östvale";
+    // The test bed's ANSI code page is Windows-1252, in which the design's installer logs.
+    const std::string firstRun = Root + "\\profile1\\QuarnfellOstvale\\Spielstände Östvale",
+                      firstRunAnsi = Root + "\\profile1\\QuarnfellOstvale\\Spielst\xe4nde \xd6stvale";
     const std::string handOff = Root + "\\hand off ä\\", gone = Root + "\\gone";
     char system[MAX_PATH] = {};
     const std::string tar = std::string(system, GetSystemDirectoryA(system, MAX_PATH)) + "\\tar.exe";
@@ -276,26 +272,29 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
     const std::string keyed = BuiltProgram("keyed\\QuarnfellOstvale.exe");
     const std::string signedFile = Published(game, SignTrusted), notMatching = "signature does not match (key " QO_TRUSTED_KEY ")";
     const std::string signatureLines = signedFile.substr(signedFile.find('\n', signedFile.find('\n') + 1));
-    const auto padded = [&](size_t length) { return Reply{.body = signedFile + std::string(length - signedFile.size() - 1, 'p') + "\n"}; };
+    // A key change: a line by a key the program does not know, then the trusted one's.
+    const std::string twoKeys = Published(game, SignOther + " " + SignTrusted + " --expires 2999-12-31");
+    const auto padded = [&](size_t length) { return Reply{.body = twoKeys + std::string(length - twoKeys.size() - 1, 'p') + "\n"}; };
     const std::string forged = "1.0.0\r[2026-11-25 12:00:00] " + SignedOk;
-    // Names that no ANSI code page holds together: a profile in Devanagari, and Japanese and
-    // Polish folders, as the player's build meets them.
-    const std::string devanagari = Root + "\\अनुराधा", picked = devanagari + "\\QuarnfellOstvale\\खेल",
-                      japanese = Root + "\\ゲーム", polish = Root + "\\Łukasz\\QuarnfellOstvale\\Gry Łukasza";
+    // Names that no ANSI code page holds together: a profile in Devanagari, a Polish folder
+    // picked under it, a Japanese one registered, whose 90 letters take 270 bytes in UTF-8.
+    const std::string devanagari = Root + "\\अनुराधा", polish = devanagari + "\\QuarnfellOstvale\\Gry Łukasza";
+    std::string japanese = Root + "\\";
+    for (int letters = 0; letters < 90; letters += 3) japanese += "ゲーム";
     const Row handsOff = {.name = "player's build: that folder hands off", .start = Row::Kept, .program = keyed, .exitCode = 0,
                           .log = {RunStart, "install path: *", HandOff, Started, EndHandOff}, .wholeLog = true, .launcherStarts = 2};
 
     const Row rows[] = {
         {.name = "a first run into the chosen folder, no version file yet", .start = Row::Unregistered,
          .choose = "Spielstände Östvale", .dialogs = {Picker, NoServer},
-         .log = {RunStart, "install path: " + InAnsiCodePage(firstRun), "version check: GET " + Url + "/version.txt",
+         .log = {RunStart, "install path: " + firstRunAnsi, "version check: GET " + Url + "/version.txt",
                  "winhttp: unexpected HTTP status 404 for /version.txt (expected 200)", NoFetch},
          .wholeLog = true, .requests = 1},
         {.name = "the next run goes straight there and installs", .start = Row::Kept, .folder = firstRun,
          .arrange = Doing([](const std::string&) { WriteBytes(Link, "an old link"); }),
          .version = {{.body = "1.0.0\r\n" + upperDigest + "  \r\nnotes: ignored\r\n"}},
          .archive = {{.body = game, .pieceSize = 65536, .pauseMs = 50}}, .dialogs = {Success}, .exitCode = 0,
-         .log = {NoFetch, RunStart, "install path: " + InAnsiCodePage(firstRun), "version check: GET " + Url + "/version.txt",
+         .log = {NoFetch, RunStart, "install path: " + firstRunAnsi, "version check: GET " + Url + "/version.txt",
                  "winhttp: HTTP 200 OK for " + Url + "/version.txt", "version check: server_version=1.0.0",
                  "path taken: fresh install -> download game.zip", "download: attempt 1 of 2",
                  "winhttp: HTTP 200 OK for " + Url + "/game.zip", "winhttp: Content-Length=" + size + " bytes",
@@ -311,18 +310,13 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
         {.name = "a first run without the picker offers the browse dialog", .start = Row::Unregistered,
          .arrange = [](const std::string&) { return SetDllOrder("QuarnfellOstvale.exe", {"comdlg32"}, ""); },
          .dialogs = {Browse}, .exitCode = 0},
-        {.name = "a first run from a Downloads folder where DLLs were planted", .start = Row::Unregistered,
-         .folder = Downloads + "\\QuarnfellOstvale\\Game", .arrange = PlantDlls,
-         .program = Downloads + "\\QuarnfellOstvale.exe", .version = {manifest}, .archive = {ok}, .choose = "Game",
-         .dialogs = {Picker, Success}, .exitCode = 0, .log = {EndInstalled}, .requests = 2, .recorded = true,
-         .launcherStarts = 1},
 
         // The player's build (keyed, in the UTF-8 code page) carries every name whole, picked or
         // registered; the design's build cannot even read the registration back.
-        {.name = "player's build: a first run under a Devanagari profile", .start = Row::Unregistered, .profile = "अनुराधा",
-         .program = keyed, .version = {{.body = signedFile}}, .archive = {ok}, .choose = "खेल", .dialogs = {Picker, Success},
-         .exitCode = 0, .log = {RunStart, "install path: " + picked, EndInstalled}, .requests = 2, .recorded = true,
-         .launcherStarts = 1},
+        {.name = "player's build: a Polish folder picked under a Devanagari profile", .start = Row::Unregistered,
+         .profile = "अनुराधा", .program = keyed, .version = {{.body = signedFile}}, .archive = {ok}, .choose = "Gry Łukasza",
+         .dialogs = {Picker, Success}, .exitCode = 0, .log = {RunStart, "install path: " + polish, EndInstalled},
+         .requests = 2, .recorded = true, .launcherStarts = 1},
         handsOff,
         {.name = "the design's build: the same registration names nothing it can spell", .start = Row::Kept,
          .dialogs = {Picker}, .exitCode = 0, .log = {EndHandOff}, .wholeLog = true, .launcherStarts = 2},
@@ -330,14 +324,9 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
          .version = {{.body = signedFile}}, .archive = {ok}, .dialogs = {Success}, .exitCode = 0,
          .log = {RunStart, "install path: " + japanese, EndInstalled}, .requests = 2, .recorded = true, .launcherStarts = 1},
         handsOff,
-        {.name = "player's build: a Polish folder picked under a Polish profile", .start = Row::Unregistered, .profile = "Łukasz",
-         .program = keyed, .version = {{.body = signedFile}}, .archive = {ok}, .choose = "Gry Łukasza",
-         .dialogs = {Picker, Success}, .exitCode = 0, .log = {RunStart, "install path: " + polish, EndInstalled},
-         .requests = 2, .recorded = true, .launcherStarts = 1},
-        handsOff,
-        {.name = "player's build: started from Downloads under that profile, with none set", .start = Row::Unregistered,
-         .folder = devanagari + "\\Downloads\\QuarnfellOstvale\\Game",
-         .arrange = StartedFrom(devanagari + "\\Downloads", "keyed\\QuarnfellOstvale.exe"),
+        {.name = "player's build: from Downloads under the Devanagari profile, none set, DLLs planted beside it",
+         .start = Row::Unregistered, .folder = devanagari + "\\Downloads\\QuarnfellOstvale\\Game",
+         .arrange = FromDownloads(devanagari + "\\Downloads", "keyed\\QuarnfellOstvale.exe"),
          .program = devanagari + "\\Downloads\\QuarnfellOstvale.exe", .version = {{.body = signedFile}}, .archive = {ok},
          .choose = "Game", .dialogs = {Picker, Success}, .exitCode = 0, .log = {EndInstalled}, .requests = 2,
          .recorded = true, .launcherStarts = 1},
@@ -352,7 +341,7 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
          .registration = Registration{REG_BINARY, Root + '\0'}, .dialogs = {Picker}, .exitCode = 0},
 
         {.name = "an installed folder only starts the launcher", .start = Row::Installed, .folder = handOff,
-         .exitCode = 0, .log = {RunStart, "install path: " + InAnsiCodePage(handOff), HandOff, Started, EndHandOff}, .wholeLog = true,
+         .exitCode = 0, .log = {RunStart, "install path: " + Root + "\\hand off \xe4\\", HandOff, Started, EndHandOff}, .wholeLog = true,
          .launcherStarts = 1},
         {.name = "an installed folder whose launcher is no program", .start = Row::Installed,
          .arrange = Doing([](const std::string& folder) { WriteBytes(folder + "\\Launcher_x64_win.exe", "no"); }),
@@ -448,12 +437,6 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
 
         // A program built with a key takes only version files signed by it; whoever is on the
         // network path can change every byte the server sends, but cannot sign.
-        {.name = "keyed: published with an unknown key and the trusted key, good until 2999", .program = keyed,
-         .version = {{.body = Published(game, SignOther + " " + SignTrusted + " --expires 2999-12-31")}},
-         .archive = {ok}, .dialogs = {Success}, .exitCode = 0,
-         .log = {"version check: server_version=1.0.0", SignedOk, "path taken: fresh install -> download game.zip",
-                 "winhttp: download complete, " + size + " bytes written (HTTP 200)", EndInstalled},
-         .requests = 2, .recorded = true, .launcherStarts = 1, .serverCheck = 0},
         {.name = "keyed: the network's own archive, with its digest and no signature", .program = keyed,
          .version = {published(badLauncher)}, .archive = {{.body = badLauncher}}, .dialogs = {BadVersion},
          .log = {"version check: server_version=1.0.0", NotSigned("no signature line")}, .wholeLog = true,
@@ -483,9 +466,9 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
          .archive = {{.body = game, .announced = "0"}}, .dialogs = {NotVerified},
          .log = {"winhttp: Content-Length=0 bytes", "winhttp: download complete, 0 bytes written (HTTP 200)",
                  "sha256: MISMATCH -> deleted zip, retrying download", Retry, GaveUp}, .requests = 3, .serverCheck = 1},
-        {.name = "keyed: a signed version file of 65,536 bytes", .program = keyed, .version = {padded(65536)},
-         .archive = {ok}, .dialogs = {Success}, .exitCode = 0, .log = {SignedOk, EndInstalled}, .requests = 2,
-         .recorded = true, .launcherStarts = 1, .serverCheck = 0},
+        {.name = "keyed: 65,536 bytes, signed by an unknown key and the trusted one until 2999", .program = keyed,
+         .version = {padded(65536)}, .archive = {ok}, .dialogs = {Success}, .exitCode = 0, .log = {SignedOk, EndInstalled},
+         .requests = 2, .recorded = true, .launcherStarts = 1, .serverCheck = 0},
         {.name = "keyed: the same, one byte longer", .program = keyed, .version = {padded(65537)}, .archive = {ok},
          .dialogs = {BadVersion}, .log = {"version check: server_version=1.0.0", "version check: version.txt longer than 65536 bytes; refused"},
          .wholeLog = true, .requests = 1, .serverCheck = 1},
@@ -593,13 +576,8 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
         const auto thisRun = std::find(lines.rbegin(), lines.rend(), RunStart).base();
         const bool linked = std::count(thisRun, lines.end(), "desktop shortcut created: " + Link) > 0;
         const std::string launcherPath = folder + (folder.back() == '\\' ? "" : "\\") + "Launcher_x64_win.exe";
-        const ShellLink link = ReadShellLink(Link);
-        EXPECT_EQ(link.target, linked ? launcherPath : "");
-        if (linked) {
-            EXPECT_EQ(link.workingFolder, folder);
-            EXPECT_EQ(link.description, "Play Quarnfell Ostvale");
-            EXPECT_EQ(link.icon, launcherPath + ",0");
-        }
+        const Shortcut made{launcherPath, folder, "Play Quarnfell Ostvale", launcherPath + ",0"};
+        EXPECT_EQ(ReadShellLink(Link), linked ? made : Shortcut{});
         // The platform drops a trailing separator from the working folder a program sees.
         const std::string started = "\"" + launcherPath + "\"\t" + folder.substr(0, folder.find_last_not_of('\\') + 1);
         EXPECT_EQ(LauncherStarts(folder, row.launcherStarts), std::vector<std::string>(row.launcherStarts, started));

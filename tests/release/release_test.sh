@@ -1,7 +1,8 @@
 #!/bin/bash
-# The release command's refusals; a Release configure takes no host from a development cache;
-# two releases of one source are the same bytes; a keyed release, signed with Authenticode and
-# time-stamped, verifies, and is the built bytes again once its signature is removed.
+# The release command's refusals; a Release configure takes no host from a development cache,
+# and a keys path is never read as "no keys"; a release rebuilt from its record is the same
+# bytes; a keyed release, signed with Authenticode and time-stamped, verifies, and is the built
+# bytes again once its signature is removed; each release's record names what built it.
 #   release_test.sh SOURCE_DIR WORK_DIR
 set -euo pipefail
 root=$1
@@ -47,23 +48,42 @@ TABLE
 cmake -S "$root" -B "$work/dev" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" \
     -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQO_SERVER_HOST=127.0.0.1 -DQO_BUILD_TESTS=OFF > /dev/null
 refused "must name its download server" cmake -S "$root" -B "$work/dev" -DCMAKE_BUILD_TYPE=Release
+refused "OFF: No such file or directory" cmake -S "$root" -B "$work/dev" -DQO_SERVER_HOST=127.0.0.1 -DQO_SIGNING_KEYS=OFF
+
+# The record names the choices, the digests of the program built and shipped, and the packages
+# that built it (at least these five) at the versions dpkg reports.
+recorded() {  # folder, keys, code page, digest of the program built
+    local record=$1/QuarnfellOstvale.buildinfo
+    grep '^package: ' "$record" | while read -r _ package version; do
+        echo "package: $package $(dpkg-query -W -f='${Version}' "$package")"
+    done | diff - <(grep '^package: ' "$record") && [ "$(grep -cE '^package: (g\+\+-mingw-w64-x86-64-posix|binutils-mingw-w64-x86-64|mingw-w64-x86-64-dev|cmake|ninja-build) ' "$record")" = 5 ] &&
+        grep -q "^commit: $(git -C "$root" rev-parse HEAD)" "$record" && grep -qx "host: downloads.example.net" "$record" &&
+        grep -qx "keys: $2" "$record" && grep -qx "code page: $3" "$record" && grep -qx "sha256 built: $4" "$record" &&
+        grep -qx "sha256 shipped: $(sha256sum < "$1/QuarnfellOstvale.exe" | cut -d ' ' -f 1)" "$record" || { cat "$record" && exit 1; }
+}
 
 "$root/tools/release.sh" downloads.example.net "$work/first" --unsigned 2>&1 | tee "$work/said"
 grep -qx "server: http://downloads.example.net:8080" "$work/said"
 grep -qx "keys: none (unsigned)" "$work/said"
+grep -qx "code page: ANSI" "$work/said"
+recorded "$work/first" none ANSI "$(sha256sum < "$work/first/QuarnfellOstvale.exe" | cut -d ' ' -f 1)"
 grep -q "warning: an --unsigned program installs whatever" "$work/said"
+sed 's/^package: cmake .*/package: cmake 0.1/' "$work/first/QuarnfellOstvale.buildinfo" > "$work/other.buildinfo"
+refused "cmake 0.1 (here: $(dpkg-query -W -f='${Version}' cmake))" "$root/tools/rebuild.sh" "$work/other.buildinfo" "$work/refused"
 sleep 1  # a time stamp in the program would differ by now
-"$root/tools/release.sh" downloads.example.net "$work/second" --unsigned > /dev/null 2>&1
+"$root/tools/rebuild.sh" "$work/first/QuarnfellOstvale.buildinfo" "$work/second" > /dev/null 2>&1
 cmp "$work/first/QuarnfellOstvale.exe" "$work/second/QuarnfellOstvale.exe"
-(cd "$work/second" && sha256sum --check QuarnfellOstvale.exe.sha256)
 
 python3 "$root/tests/release/tsa.py" "$work" 2> "$work/tsa.log" &
 trap "kill $! 2> /dev/null || true" EXIT
 for _ in $(seq 100); do [ -e "$work/tsa.port" ] && break; sleep 0.1; done
 [ -e "$work/tsa.port" ] || { echo "the time-stamp authority wrote no port within 10 s" && cat "$work/tsa.log" && exit 1; }
-"$root/tools/release.sh" downloads.example.net "$work/signed" --keys "$work/keys/$key.pub" \
+# A keys path that a plain CMake if() reads as false still gives a keyed program.
+cp "$work/keys/$key.pub" "$work/release-NOTFOUND"
+"$root/tools/release.sh" downloads.example.net "$work/signed" --keys "$work/release-NOTFOUND" \
     --sign-pkcs12 "$work/code.p12" --timestamp "http://127.0.0.1:$(cat "$work/tsa.port")" | tee "$work/said"
 grep -qx "keys: $key" "$work/said"
+grep -qx "code page: UTF-8" "$work/said"
 signed=$work/signed/QuarnfellOstvale.exe
 # osslsigncode accepts a signature whose time stamp does not verify, so the stamp's own line
 # must say so.
@@ -73,3 +93,4 @@ osslsigncode remove-signature -in "$signed" -out "$work/removed.exe" > /dev/null
 grep -qx "sha256: $(sha256sum < "$work/removed.exe" | cut -d ' ' -f 1)" "$work/said"
 grep -qx "sha256 signed: $(sha256sum < "$signed" | cut -d ' ' -f 1)" "$work/said"
 (cd "$work/signed" && sha256sum --check QuarnfellOstvale.exe.sha256)
+recorded "$work/signed" "$key" UTF-8 "$(sha256sum < "$work/removed.exe" | cut -d ' ' -f 1)"

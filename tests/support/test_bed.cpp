@@ -75,11 +75,10 @@ void WriteRegistration(const Registration& value) {
                     static_cast<DWORD>(value.bytes.size()));
 }
 
-Registration TextRegistration(const std::wstring& text) {
+Registration FolderRegistration(const std::string& folder) {
+    const std::wstring text = NarrowToWide(folder);
     return {REG_SZ, std::string(reinterpret_cast<const char*>(text.c_str()), (text.size() + 1) * sizeof(wchar_t))};
 }
-
-Registration FolderRegistration(const std::string& folder) { return TextRegistration(NarrowToWide(folder)); }
 
 void MakeInstalledFolder(const std::string& folder) {
     WriteBytes(folder + "\\install.ok", "ok\r\n");
@@ -100,9 +99,9 @@ std::vector<std::string> LauncherStarts(const std::string& folder, size_t expect
     return starts;
 }
 
-ShellLink ReadShellLink(const std::string& path) {
+Shortcut ReadShellLink(const std::string& path) {
     const HRESULT com = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-    ShellLink found;
+    Shortcut found;
     {  // the interfaces are released before COM is
         ComPtr<IShellLinkW> link;
         ComPtr<IPersistFile> file;
@@ -113,10 +112,9 @@ ShellLink ReadShellLink(const std::string& path) {
             int icon = 0;
             // Wine keeps the path as text of the saving program's code page, and reads it in the
             // reader's; the item list holds it in UTF-16 whatever the programs' code pages.
-            UniqueCoTaskMem<PIDLIST_ABSOLUTE> target;
             PIDLIST_ABSOLUTE items = nullptr;
-            if (SUCCEEDED(link->GetIDList(&items))) target.Reset(items);
-            SHGetPathFromIDListW(target.Get(), text[0]);
+            link->GetIDList(&items);
+            SHGetPathFromIDListW(UniqueCoTaskMem<PIDLIST_ABSOLUTE>(items).Get(), text[0]);
             link->GetWorkingDirectory(text[1], MAX_PATH);
             link->GetDescription(text[2], MAX_PATH);
             link->GetIconLocation(text[3], MAX_PATH, &icon);
@@ -159,15 +157,4 @@ std::string Sha256Hex(const std::string& bytes) {
     std::string hex;
     for (unsigned char byte : digest) hex += "0123456789abcdef"[byte >> 4], hex += "0123456789abcdef"[byte & 15];
     return hex;
-}
-
-std::string InAnsiCodePage(const std::string& text) {
-    UINT codePage = 0;
-    GetLocaleInfoW(LOCALE_SYSTEM_DEFAULT, LOCALE_IDEFAULTANSICODEPAGE | LOCALE_RETURN_NUMBER,
-                   reinterpret_cast<LPWSTR>(&codePage), sizeof codePage / sizeof(wchar_t));
-    const std::wstring wide = NarrowToWide(text);
-    std::string converted(4 * wide.size(), '\0');
-    converted.resize(WideCharToMultiByte(codePage, 0, wide.c_str(), static_cast<int>(wide.size()), converted.data(),
-                                         static_cast<int>(converted.size()), nullptr, nullptr));
-    return converted;
 }

@@ -4,6 +4,7 @@
 // test bed's programs run in the UTF-8 code page: their narrow texts hold any name.
 #include <windows.h>
 
+#include <array>
 #include <string>
 #include <utility>
 #include <vector>
@@ -25,8 +26,7 @@ struct Registration {
 };
 Registration ReadRegistration();
 void WriteRegistration(const Registration& value);
-Registration TextRegistration(const std::wstring& text);  // REG_SZ, terminator included
-Registration FolderRegistration(const std::string& folder);
+Registration FolderRegistration(const std::string& folder);  // REG_SZ, terminator included
 
 // A folder that counts as installed: marker, game program and the stand-in launcher.
 void MakeInstalledFolder(const std::string& folder);
@@ -34,15 +34,12 @@ void MakeInstalledFolder(const std::string& folder);
 // start. It runs on its own, so this waits a few seconds for `expected` starts.
 std::vector<std::string> LauncherStarts(const std::string& folder, size_t expected);
 
-// A shell link as the shell reads it back; empty texts when there is none.
-struct ShellLink {
-    std::string target, workingFolder, description, icon;  // icon: "<file>,<index>"
-};
-ShellLink ReadShellLink(const std::string& path);
+// A shell link as the shell reads it back: target, working folder, description and icon
+// ("<file>,<index>"); empty texts when there is none.
+using Shortcut = std::array<std::string, 4>;
+Shortcut ReadShellLink(const std::string& path);
 
 // A zip archive of stored entries, made by the system's tar.exe, which writes zips as Windows'
 // own does; a name ending in '/' is a folder.
 std::string MakeZip(const std::vector<std::pair<std::string, std::string>>& entries);
 std::string Sha256Hex(const std::string& bytes);  // the platform's own SHA-256
-// Text as the design's installer holds it, in the system's ANSI code page.
-std::string InAnsiCodePage(const std::string& text);

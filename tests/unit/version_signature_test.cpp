@@ -71,9 +71,8 @@ TEST(VersionSignatures, OneValidLineByAKnownKeyIsEnoughAndEachFailureSaysWhy) {
                              " K 1 2027-01-01T00:60:00Z S", " K 1 2027-01-01T00:00:60Z S", " K 1 2027-01-01 00:00:00Z S",
                              " K 1 2027-01-01T00:00:00 S", " K 1 never s", " K 1 never S0", " K 1 never gs"}) {
         std::string line = "signature";
-        for (const char* c = form; *c; ++c) {
+        for (const char* c = form; *c; ++c)
             line += *c == 'K' ? Key : *c == 'S' ? signature : *c == 's' ? signature.substr(1) : std::string(1, *c);
-        }
         EXPECT_EQ(CheckVersionSignatures("1\n2\n" + line, {"1", "2"}, keys, 2, "", Matches).reason, "malformed signature line") << line;
     }
 }
