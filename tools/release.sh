@@ -92,7 +92,7 @@ if [ -v pkcs12 ]; then
     # ps shows; it drops the line end the here-string adds. A time-stamp server that accepts a
     # connection and never answers would hold osslsigncode 2.9 for ever.
     timeout 300 osslsigncode sign -pkcs12 "$pkcs12" -readpass /dev/fd/3 -h sha256 -n "Quarnfell Ostvale" \
-        ${timestamp+-ts "$timestamp"} -in "$build/bin/QuarnfellOstvale.exe" -out "$shipped/QuarnfellOstvale.exe" \
+        ${timestamp+-ts "$timestamp"} -in "$built" -out "$shipped/QuarnfellOstvale.exe" \
         3<<< "$QO_SIGN_PASSWORD" || fail "signing failed (or the time-stamp server did not answer in 5 minutes)"
     # osslsigncode checks a chain only up to a root it is given: one of the system's, or one the
     # PKCS#12 file brought along into the signature (a company's own CA). Whether Windows trusts

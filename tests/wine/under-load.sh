@@ -1,14 +1,13 @@
 #!/bin/bash
-# Runs the Windows tests N times beside two CPU-bound processes of its own, as beside another
-# busy program; prints each run's result and time, then the passes. Each run's output is kept
-# in BUILD_DIR/under-load/.
-#   tests/wine/under-load.sh N [BUILD_DIR]      (default: build, as tools/run-tests.sh builds it)
+# Runs the Windows tests N times beside BUSY CPU-bound processes of its own (two unless told),
+# as beside other busy programs; prints each run's result and time, then the passes. Each run's
+# output is kept in BUILD_DIR/under-load/.
+#   tests/wine/under-load.sh N [BUILD_DIR [BUSY]]   (default: build, as tools/run-tests.sh builds it)
 set -euo pipefail
 build=$(realpath "${2:-$(dirname "$0")/../../build}")
 mkdir -p "$build/under-load"
-sh -c 'while :; do :; done' & hogs=$!
-sh -c 'while :; do :; done' & hogs="$hogs $!"
-trap 'kill $hogs 2>/dev/null || true' EXIT
+for _ in $(seq "${3:-2}"); do sh -c 'while :; do :; done' & hogs="${hogs-} $!"; done
+trap 'kill ${hogs-} 2>/dev/null || true' EXIT
 passed=0
 for run in $(seq "$1"); do
     log=$build/under-load/run-$run.log
