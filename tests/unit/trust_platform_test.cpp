@@ -13,7 +13,7 @@
 #include "trust/signature_cng.h"
 #include "trust/utc_clock.h"
 
-// The test bed's clock runs 14 hours ahead of UTC (tests/wine/env.sh): local time cannot pass.
+// The test bed's clock runs 14 hours ahead of UTC (tests/wine/prefix.sh): local time cannot pass.
 TEST(TrustClock, ExpiriesAreHeldToUtc) {
     EXPECT_EQ(UtcTimeText({.wYear = 2026, .wMonth = 11, .wDay = 5, .wHour = 7, .wMinute = 8, .wSecond = 9}),
               "2026-11-05T07:08:09Z");

@@ -7,5 +7,3 @@ export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d"
 WINE=$(command -v wine64 || echo /usr/lib/wine/wine64)
 WINESERVER=$(command -v wineserver || echo /usr/lib/wine/wineserver)
 if [ -s "$wine_dir/display" ]; then export DISPLAY=":$(cat "$wine_dir/display")"; fi
-# Players live in every time zone; 14 hours ahead of UTC, local time is never mistaken for it.
-export TZ=QOT-14
