@@ -42,8 +42,10 @@ HttpServer::HttpServer(std::function<std::string()> note) : note_(std::move(note
         if (error == 0 || GetTickCount() - start > BindLimitMs) break;
     }
     if (error != 0 || listen(listener_, 8) != 0) {
-        ADD_FAILURE() << "the scripted server cannot listen on port 8080 within 10 s, error " << (error ? error : WSAGetLastError())
-                      << "; the host's listeners on it:\n" << RunOnHost("ss -tlnp \"sport = :8080\"", nullptr, 10000).output;
+        const std::string port = std::to_string(DownloadServerPort);
+        ADD_FAILURE() << "the scripted server cannot listen on port " << port << " within " << BindLimitMs / 1000 << " s, error "
+                      << (error ? error : WSAGetLastError()) << "; the host's listeners on it:\n"
+                      << RunOnHost("ss -tlnp \"sport = :" + port + "\"", nullptr, 10000).output;
         return;
     }
     stop_ = CreateEventA(nullptr, TRUE, FALSE, nullptr);
