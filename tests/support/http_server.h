@@ -2,8 +2,8 @@
 // The download server as the tests script it: an HTTP/1.1 server on the installer's host and
 // port that gives each path the replies it was given, in turn (the last one for every later
 // request), one connection at a time; unscripted paths get 404. No wait in it is unbounded: a
-// port still taken is waited for 10 s at most, a client that sends no request or takes no data
-// for 10 s is dropped, and the destructor returns within five seconds whatever its thread is doing.
+// client that sends no request or takes no data for 10 s is dropped, and the destructor returns
+// within five seconds whatever its thread is doing.
 #include <windows.h>
 
 #include <cstdint>

@@ -1,8 +1,9 @@
 #!/bin/bash
 # The Windows test bed of one build folder: a private Wine prefix whose tar.exe is TAR_EXE (a
 # bridge to the host's bsdtar), a virtual X display, a wineserver kept warm between programs,
-# and a drive F: of 2 MiB that fills up. `run` ends with the program's exit code.
-#   prefix.sh start|drive|stop WINE_DIR [TAR_EXE]    prefix.sh run WINE_DIR PROGRAM [ARGS...]
+# a drive F: of 2 MiB that fills up, and a loopback of its own (`network`, before `start`).
+# `run` ends with the program's exit code.
+#   prefix.sh network|start|drive|stop WINE_DIR [TAR_EXE]    prefix.sh run WINE_DIR PROGRAM [ARGS...]
 set -euo pipefail
 wine_dir=$2
 source "$(dirname "$0")/env.sh" "$wine_dir"
@@ -14,11 +15,25 @@ bounded() {
     timeout -k 5 "$seconds" "$@" </dev/null >"$output" 2>&1 ||
         { echo "prefix.sh: $what did not succeed within $seconds s (exit $?)" >&2; exit 1; }
 }
+# The wineserver makes every socket of the prefix's programs, so the network it runs in is
+# theirs; the test program and the Linux programs it starts join it too.
+netns=qo-bed-$(echo -n "$wine_dir" | sha256sum | cut -c 1-12)
+in_network=()
+if [ -e "/run/netns/$netns" ]; then in_network=(nsenter --net="/run/netns/$netns"); fi
 case $1 in
 run)
     shift 2
     # Players live in every time zone; 14 hours ahead of UTC, local time is never mistaken for it.
-    TZ=QOT-14 exec "$WINE" "$@"
+    TZ=QOT-14 exec "${in_network[@]}" "$WINE" "$@"
+    ;;
+network)
+    # Port 8080 of the machine's loopback is anyone's: a demo's or a benchmark's server, or
+    # another test run, would take it from the scripted server. Root only.
+    if [ -z "${in_network[*]}" ]; then
+        "$WINESERVER" -k 2>/dev/null || true  # a wineserver left outside would serve the tests
+        { ip netns add "$netns" && ip -n "$netns" link set lo up; } 2>/dev/null ||
+            echo "prefix.sh: no network of its own here (not root?); the tests share the machine's port 8080"
+    fi
     ;;
 start)
     mkdir -p "$wine_dir"
@@ -44,11 +59,11 @@ start)
         touch "$WINEPREFIX/.test-bed-ready"
     fi
     if [ -n "${3:-}" ]; then cp "$3" "$WINEPREFIX/drive_c/windows/system32/tar.exe"; fi
-    setsid "$WINESERVER" -p </dev/null >/dev/null 2>&1 || true
+    setsid "${in_network[@]}" "$WINESERVER" -p </dev/null >/dev/null 2>&1 || true
     # The first Windows program starts the prefix's services, which hold its output streams for
     # as long as they run: start them here, on no streams, so no test's output is held open.
     bounded 120 "regedit /S test-bed.reg, starting the prefix's services," /dev/null \
-        "$WINE" regedit /S "Z:$(realpath "$(dirname "$0")/test-bed.reg" | tr / '\\')"
+        "${in_network[@]}" "$WINE" regedit /S "Z:$(realpath "$(dirname "$0")/test-bed.reg" | tr / '\\')"
     echo "test bed ready: WINEPREFIX=$WINEPREFIX DISPLAY=$DISPLAY"
     ;;
 drive)
@@ -64,5 +79,6 @@ stop)
     kill "$(cat "$wine_dir/xvfb.pid" 2>/dev/null)" 2>/dev/null || true
     rm -f "$wine_dir/xvfb.pid" "$WINEPREFIX/dosdevices/f:"
     if mountpoint -q "$wine_dir/full"; then umount "$wine_dir/full"; fi
+    if [ -n "${in_network[*]}" ]; then ip netns delete "$netns"; fi
     ;;
 esac
