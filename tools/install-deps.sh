@@ -8,7 +8,7 @@ packages=(
     wine wine64 xvfb xauth imagemagick                      # the Windows test bed and screenshots
     googletest                                              # the test framework
     libarchive-tools                                        # bsdtar, the system tar.exe of the test bed
-    iproute2                                                # ss, which names what holds the test server's port
+    iproute2                                                # the test bed's own loopback (ip netns), and ss
     nginx-light                                             # a real download server on loopback
     clang libclang-rt-14-dev                                # native sanitizer and libFuzzer builds
 )
