@@ -8,7 +8,7 @@
 #   tools/release.sh HOST OUT_DIR (--keys FILE | --unsigned) [--sign-pkcs12 FILE [--timestamp URL]]
 # --keys FILE builds the player's program: it takes only version files signed by a key of that
 # keys file (docs/security.md), and runs in the UTF-8 code page so that every name works.
-# --unsigned builds the design's plain program, which takes any version file. --sign-pkcs12
+# --unsigned builds the plain program, which takes any version file. --sign-pkcs12
 # signs the program with Authenticode, the PKCS#12 file's password taken from QO_SIGN_PASSWORD;
 # --timestamp adds an RFC 3161 time stamp from that server, so the signature outlives the
 # certificate.

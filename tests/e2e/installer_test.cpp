@@ -258,7 +258,7 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
                         }};
     const std::string upperDigest = CharUpperA(std::string(digest).data());
     // Chosen in the first row, which the picker offers <profile1>\QuarnfellOstvale.
-    // The test bed's ANSI code page is Windows-1252, in which the design's installer logs.
+    // The test bed's ANSI code page is Windows-1252, in which the plain build logs.
     const std::string firstRun = Root + "\\profile1\\QuarnfellOstvale\\Spielstände Östvale",
                       firstRunAnsi = Root + "\\profile1\\QuarnfellOstvale\\Spielst\xe4nde \xd6stvale";
     const std::string handOff = Root + "\\hand off ä\\", gone = Root + "\\gone";
@@ -312,13 +312,13 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
          .dialogs = {Browse}, .exitCode = 0},
 
         // The player's build (keyed, in the UTF-8 code page) carries every name whole, picked or
-        // registered; the design's build cannot even read the registration back.
+        // registered; the plain build cannot even read the registration back.
         {.name = "player's build: a Polish folder picked under a Devanagari profile", .start = Row::Unregistered,
          .profile = "अनुराधा", .program = keyed, .version = {{.body = signedFile}}, .archive = {ok}, .choose = "Gry Łukasza",
          .dialogs = {Picker, Success}, .exitCode = 0, .log = {RunStart, "install path: " + polish, EndInstalled},
          .requests = 2, .recorded = true, .launcherStarts = 1},
         handsOff,
-        {.name = "the design's build: the same registration names nothing it can spell", .start = Row::Kept,
+        {.name = "the plain build: the same registration names nothing it can spell", .start = Row::Kept,
          .dialogs = {Picker}, .exitCode = 0, .log = {EndHandOff}, .wholeLog = true, .launcherStarts = 2},
         {.name = "player's build: a Japanese folder registered by an earlier run", .folder = japanese, .program = keyed,
          .version = {{.body = signedFile}}, .archive = {ok}, .dialogs = {Success}, .exitCode = 0,

@@ -9,7 +9,7 @@
 #include "tests/support/test_bed.h"
 
 TEST(ProgramFile, AsksForNothingAndImportsOnlyKnownDlls) {
-    // The design's program, and the player's build, whose CNG is late-loaded like WinHTTP. (What
+    // The plain build, and the player's build, whose CNG is late-loaded like WinHTTP. (What
     // each names itself as is the release test's: release.sh reads it back from the program.)
     for (const char* program : {"QuarnfellOstvale.exe", "keyed\\QuarnfellOstvale.exe"}) {
         SCOPED_TRACE(program);
