@@ -10,6 +10,7 @@ packages=(
     libarchive-tools                                        # bsdtar, the system tar.exe of the test bed
     iproute2                                                # the test bed's own loopback (ip netns), and ss
     nginx-light                                             # a real download server on loopback
+    varnish                                                 # a caching edge in front of it, as a CDN's
     clang libclang-rt-14-dev                                # native sanitizer and libFuzzer builds
 )
 missing=()
