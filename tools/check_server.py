@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Checks a live download server as the installer sees it.
 
-    check_server.py http://HOST:8080 [--keys KEYS_FILE]
+    check_server.py http://HOST:8080 [--keys KEYS_FILE] [--edge HOST:PORT]...
 
 Fetches /version.txt and /game.zip as the installer does (its user agent, redirects followed,
 status 200 only, its timeouts) and checks what the installer checks, in its order: with --keys
@@ -10,14 +10,22 @@ archive's SHA-256 against the version file, and that the archive unpacks into a 
 one line per check, "ok: " or "FAILED: ", stopping where the installer would stop, and last
 whether an installer built with those keys (or without keys) would install what is served now:
 exit 0 when it would, 1 otherwise.
+
+Behind a CDN each edge caches on its own, so each is asked: every --edge, else every address
+the host resolves to, with the server's own name in the request as a player's would have.
+The answer is no when any of them would fail, and names it. The server's bytes are shown as
+the installer's log shows them.
 """
 import argparse
 import hashlib
 import http.client
 import os
 import re
+import socket
 import sys
 import tempfile
+import urllib.error
+import urllib.parse
 import urllib.request
 
 import publish
@@ -38,8 +46,17 @@ class _InstallerTimeouts:
         self.sock.settimeout(READ_TIMEOUT)
 
 
+# The edge being checked: connections to the server's host and port go to this address instead.
+_edge = {}
+
+
 class _HTTPConnection(_InstallerTimeouts, http.client.HTTPConnection):
-    pass
+    def connect(self):
+        address = _edge.get((self.host, self.port))
+        if address is None:
+            return super().connect()
+        self.sock = socket.create_connection(address, CONNECT_TIMEOUT)
+        self.sock.settimeout(READ_TIMEOUT)
 
 
 class _HTTPSConnection(_InstallerTimeouts, http.client.HTTPSConnection):
@@ -62,16 +79,25 @@ _OPENER = urllib.request.build_opener(_HTTPHandler, _HTTPSHandler)
 
 def fetch(url):
     request = urllib.request.Request(url, headers={'User-Agent': USER_AGENT})
-    response = _OPENER.open(request, timeout=CONNECT_TIMEOUT)
+    try:
+        response = _OPENER.open(request, timeout=CONNECT_TIMEOUT)
+    except urllib.error.HTTPError as error:
+        error.close()
+        response = error
     if response.status != 200:
         response.close()
-        raise OSError(f'status {response.status}; the installer accepts only 200')
+        # http.client reads the status line as Latin-1: these are the bytes that came.
+        reason = version_file.printable(response.reason.encode('latin-1', 'replace'))
+        raise OSError(f'status {response.status} {reason}; the installer accepts only 200')
     return response
 
 
 def announced_length(text):
     """A Content-Length as the installer reads it: blanks, a sign and the digits up to the first other
-    character, wrapping as an unsigned 64-bit number; 0 without digits, and 0 means no length."""
+    character, wrapping as an unsigned 64-bit number; 0 without digits, and 0 means no length. The
+    installer asks for the header in 32 characters with the terminator: a longer one is no length."""
+    if text is not None and len(text) >= 32:
+        return 0
     sign, digits = re.match(r'[ \t\n\v\f\r]*([+-]?)([0-9]*)', text or '').groups()
     value = min(int(digits or 0), 2 ** 64 - 1)
     return (-value) % 2 ** 64 if sign == '-' and value < 2 ** 64 - 1 else value
@@ -94,10 +120,6 @@ def download(response, out, size):
     return count, digest.hexdigest().encode()
 
 
-def shown(text):
-    return text.decode(errors='replace')
-
-
 def check_archive(server, parsed, size):
     """The archive's checks; size is the signed size, or None for an installer without keys."""
     with tempfile.TemporaryDirectory() as work:
@@ -117,7 +139,7 @@ def check_archive(server, parsed, size):
             if not report(count == size, f'game.zip: {received} bytes, signed size {size}'):
                 return False
         named = parsed.digest.lower()
-        if not report(digest == named, f'game.zip: sha256 {shown(digest)}, version.txt names {shown(named)}'):
+        if not report(digest == named, f'game.zip: sha256 {version_file.printable(digest)}, version.txt names {version_file.printable(named)}'):
             return False
         problems = publish.archive_problems(archive)
         return report(not problems, 'game.zip: ' + ('; '.join(problems) or 'installable'))
@@ -141,7 +163,7 @@ def check(server, trusted):
     parsed = version_file.parse(data)
     if parsed is None:
         return report(False, 'version.txt: malformed (need 2 non-empty lines)')
-    report(True, f'version.txt: version {shown(parsed.version)}')
+    report(True, f'version.txt: version {version_file.printable(parsed.version)}')
     if not trusted:
         return check_archive(server, parsed, None)
     try:
@@ -152,22 +174,44 @@ def check(server, trusted):
     return check_archive(server, parsed, accepted.size)
 
 
+def edge_address(text):
+    host, colon, port = text.rpartition(':')
+    if not colon or not host or not port.isdigit() or not 0 < int(port) < 65536:
+        raise argparse.ArgumentTypeError('expected HOST:PORT')
+    return host.strip('[]'), int(port)
+
+
 def main(arguments):
     parser = argparse.ArgumentParser(prog='check_server.py', description='Checks a download server as the installer sees it.')
     parser.add_argument('server', metavar='http://HOST:8080')
     parser.add_argument('--keys', metavar='KEYS_FILE', help='check as an installer built with these keys')
+    parser.add_argument('--edge', type=edge_address, action='append', metavar='HOST:PORT',
+                        help='an address that serves the host, such as a CDN edge (repeatable; default: every '
+                             'address the host resolves to)')
     options = parser.parse_args(arguments)
-    if not options.server.startswith('http://'):
+    server = urllib.parse.urlsplit(options.server.rstrip('/'))
+    if server.scheme != 'http' or not server.hostname or server.path:
         parser.error('the server is http://HOST:8080')
     try:
         trusted = options.keys and version_file.read_keys(options.keys)
+        edges = options.edge or list(dict.fromkeys(
+            address[4][:2] for address in socket.getaddrinfo(server.hostname, server.port or 80, type=socket.SOCK_STREAM)))
     except version_file.BadKeysFile as error:
         sys.exit(f'check_server: {error}')
-    would = check(options.server.rstrip('/'), trusted)
+    except OSError as error:
+        sys.exit(f'check_server: {server.hostname}: {error}')
+    names, failing = [f'[{host}]:{port}' if ':' in host else f'{host}:{port}' for host, port in edges], []
+    for edge, name in zip(edges, names):
+        print(f'edge {name}:')
+        _edge[(server.hostname, server.port or 80)] = edge
+        if not check(server.geturl(), trusted):
+            failing.append(name)
     installer = f'built with the keys in {options.keys}' if options.keys else 'built without keys'
-    answer = 'yes: an installer {} would' if would else 'no: an installer {} would not'
-    print(answer.format(installer) + f' install what {options.server} serves now')
-    sys.exit(0 if would else 1)
+    if failing:
+        print(f'no: an installer {installer} would not install what {server.geturl()} serves now at {", ".join(failing)}')
+    else:
+        print(f'yes: an installer {installer} would install what {server.geturl()} serves now at {", ".join(names)}')
+    sys.exit(1 if failing else 0)
 
 
 if __name__ == '__main__':

@@ -2,6 +2,7 @@
 """Cuts a release for the download server: game.zip and the version.txt that names it.
 
     publish.py VERSION (GAME_FOLDER | GAME_ZIP) SERVE_FOLDER [--sign KEY.pem]... [--expires WHEN]
+               [--layout plain|cdn] [--keep-days N]
 
 From a game folder it packs game.zip (deflated, paths relative to the folder); a ready
 game.zip is taken as it is. Either way the archive is refused unless the installer could
@@ -12,8 +13,16 @@ the archive's SHA-256 line), each written under a temporary name and renamed int
 Each --sign adds a signature line by that key (made with keys.py), which installers built with
 the key require; it holds until --expires (never, a day at 00:00 UTC, or +DAYS from now).
 Publishing the same archive again re-signs it, say with a later expiry.
+
+With --layout cdn, for an origin behind caches (served by origin.nginx.conf), the archive goes
+to archives/SHA256.zip, written once and never changed, and the version file to a release
+folder of its own, releases/SHA256.XXXX/. The link `current` names the live release; one rename
+of it switches the version file and the redirect of /game.zip together. Archives no longer
+current are kept --keep-days days, for downloads under way, then removed. Publishing an older
+release again rolls back to it.
 """
 import argparse
+import glob
 import hashlib
 import os
 import pathlib
@@ -49,12 +58,15 @@ def archive_problems(archive_path):
     problems = []
     with archive:
         names = archive.namelist()
+        # Names as stored, shown as the installer's log shows a server's bytes.
+        shown = {info.filename: version_file.printable(info.orig_filename.encode('utf-8' if info.flag_bits & 0x800 else 'cp437'))
+                 for info in archive.infolist()}
         for name in names:
             parts = name.replace('\\', '/').split('/')
             if name.startswith(('/', '\\')) or (len(name) > 1 and name[1] == ':'):
-                problems.append(f'absolute path: {name}')
+                problems.append(f'absolute path: {shown[name]}')
             elif '..' in parts:
-                problems.append(f'path leaves the install folder: {name}')
+                problems.append(f'path leaves the install folder: {shown[name]}')
         top_level = {name.lower() for name in names if '/' not in name.replace('\\', '/')}
         for program in REQUIRED_PROGRAMS:
             if program.lower() not in top_level:
@@ -64,7 +76,7 @@ def archive_problems(archive_path):
         except (zipfile.BadZipFile, OSError) as error:
             broken = str(error)
         if broken is not None:
-            problems.append(f'damaged entry: {broken}')
+            problems.append(f'damaged entry: {shown.get(broken, broken)}')
     return problems
 
 
@@ -86,6 +98,35 @@ def put_in_place(serve_folder, name, write):
     except BaseException:
         os.unlink(temporary)
         raise
+
+
+def switch_release(serve_folder, version_bytes, digest, archive, keep_days):
+    """The cdn layout: the archive under its digest, then the version file's folder made current."""
+    for name in ('archives', 'releases'):
+        os.makedirs(os.path.join(serve_folder, name), exist_ok=True)
+    if not os.path.exists(os.path.join(serve_folder, 'archives', digest + '.zip')):
+        put_in_place(os.path.join(serve_folder, 'archives'), digest + '.zip', lambda path: shutil.copyfile(archive, path))
+    release = tempfile.mkdtemp(dir=os.path.join(serve_folder, 'releases'), prefix=digest + '.')
+    os.chmod(release, 0o755)
+    put_in_place(release, 'version.txt', lambda path: pathlib.Path(path).write_bytes(version_bytes))
+    current = os.path.join(serve_folder, 'current')
+    retired = os.path.realpath(current) if os.path.islink(current) else None
+    # A symbolic link renamed over the old one: no request ever sees neither, or a mix of both.
+    link = os.path.join(serve_folder, f'.current.{os.getpid()}')
+    os.symlink(os.path.relpath(release, serve_folder), link)
+    os.replace(link, current)
+    if retired:
+        os.utime(retired)  # a release folder's time is when it stopped being current
+    removed = []
+    for folder in glob.glob(os.path.join(serve_folder, 'releases', '*')):
+        if folder != release and time.time() - os.path.getmtime(folder) > keep_days * 86400:
+            shutil.rmtree(folder)
+    kept = {os.path.basename(folder)[:64] for folder in glob.glob(os.path.join(serve_folder, 'releases', '*'))}
+    for path in glob.glob(os.path.join(serve_folder, 'archives', '*.zip')):
+        if os.path.basename(path)[:-4] not in kept:
+            os.unlink(path)
+            removed.append(path)
+    return os.path.join(serve_folder, 'archives', digest + '.zip'), removed
 
 
 def signing_key(path):
@@ -123,9 +164,19 @@ def main(arguments):
                         help='add a signature line by this private key (repeatable)')
     parser.add_argument('--expires', type=expiry, metavar='never|YYYY-MM-DD|+DAYS',
                         help='when the signatures stop being accepted (default never)')
+    parser.add_argument('--layout', choices=('plain', 'cdn'), default='plain',
+                        help='plain: game.zip and version.txt in place, for one server (default); '
+                             'cdn: archives named by digest behind a switch, for an origin behind caches')
+    parser.add_argument('--keep-days', type=int, metavar='N',
+                        help='cdn layout: how long an archive no longer current stays for downloads under way (default 7)')
     options = parser.parse_args(arguments)
     if options.expires and not options.sign:
         parser.error('--expires needs --sign')
+    if options.keep_days is not None and options.layout != 'cdn':
+        parser.error('--keep-days needs --layout cdn')
+    if options.keep_days is not None and options.keep_days < 0:
+        parser.error('--keep-days must be 0 or more')
+    keep_days = 7 if options.keep_days is None else options.keep_days
     expires = options.expires or b'never'
     version, source, serve_folder = options.version, options.source, options.serve_folder
     if not version.strip() or any(c in version for c in '\r\n') or version != version.rstrip():
@@ -149,10 +200,17 @@ def main(arguments):
         lines = [os.fsencode(version), digest]
         size = os.path.getsize(archive)
         lines += [version_file.signature_line(key, lines[0], digest, size, expires) for key in options.sign]
-        # The archive first: a client that already has the new version file must find its archive.
-        put_in_place(serve_folder, 'game.zip', lambda path: shutil.copyfile(archive, path))
-        put_in_place(serve_folder, 'version.txt', lambda path: pathlib.Path(path).write_bytes(b'\n'.join([*lines, b''])))
-    print(f'published {version}: {os.path.join(serve_folder, "game.zip")} sha256 {digest.decode()}')
+        version_bytes = b'\n'.join([*lines, b''])
+        if options.layout == 'cdn':
+            served, removed = switch_release(serve_folder, version_bytes, digest.decode(), archive, keep_days)
+        else:
+            # The archive first: a client that already has the new version file must find its archive.
+            served, removed = os.path.join(serve_folder, 'game.zip'), []
+            put_in_place(serve_folder, 'game.zip', lambda path: shutil.copyfile(archive, path))
+            put_in_place(serve_folder, 'version.txt', lambda path: pathlib.Path(path).write_bytes(version_bytes))
+    print(f'published {version}: {served} sha256 {digest.decode()}')
+    for path in removed:
+        print(f'removed {path}: not current for more than {keep_days} days')
     for line in lines[2:]:
         print(f'signed by key {line.split()[1].decode()}, expires {expires.decode()}')
 

@@ -36,6 +36,12 @@ class BadKeysFile(Exception):
     """The message names the keys file, and the line, and says what is wrong."""
 
 
+def printable(data):
+    """Bytes as the installer's log shows a version line: printable ASCII, any other byte and the
+    backslash as \\xHH, so that nothing a server sends can move the cursor or fake a line."""
+    return ''.join(chr(byte) if 0x20 <= byte <= 0x7e and byte != 0x5c else f'\\x{byte:02X}' for byte in data)
+
+
 def parse(data):
     """The lines as the installer trims them, or None when it finds no version or no digest."""
     lines = [line.rstrip(b'\r \t') for line in data.split(b'\n')]

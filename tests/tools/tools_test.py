@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""keys.py and publish.py; what installers and check_server.py make of their files is tested end to end."""
-import calendar, contextlib, hashlib, io, os, pathlib, subprocess, sys, tempfile, time, unittest, zipfile
+"""keys.py, publish.py and what check_server.py shows; what installers make of their files is tested end to end."""
+import calendar, contextlib, glob, hashlib, io, os, pathlib, socket, subprocess, sys, tempfile, threading, time, unittest, zipfile
 from unittest import mock
 
 from cryptography.hazmat.primitives.serialization import Encoding, NoEncryption, PrivateFormat
@@ -127,6 +127,7 @@ class ToolsTest(unittest.TestCase):
                  ('1.0', damaged, [], 'damaged entry: Game_x64_win.exe'), ('1.0', self.at('missing.zip'), [], ''),
                  ('', good, [], ''), ('1.0\n2.0', good, [], ''), ('1.0 ', good, [], ''),
                  ('1.0', good, ['--expires', '+30'], '--expires needs --sign'),
+                 ('1.0', good, ['--keep-days', '3'], '--keep-days needs --layout cdn'),
                  ('1.0', good, ['--sign', self.pem('p384.pem', ec.generate_private_key(ec.SECP384R1()))], 'not a P-256 key'),
                  ('1.0', good, ['--sign', self.write('public.pub', GENERATOR.hex().encode())], 'not a private key'),
                  ('1.0', good, ['--sign', self.pem('k.pem', new_key()[0]), '--expires', '2001-02-29'],
@@ -137,6 +138,72 @@ class ToolsTest(unittest.TestCase):
                 self.assertNotEqual(result.returncode, 0)
                 self.assertIn(complaint, result.stderr)
                 self.assertFalse(os.path.exists(self.at('serve', 'version.txt')))
+
+    def test_publish_cdn_layout_switches_whole_releases_and_keeps_old_archives_for_keep_days(self):
+        zips = {version: self.zip(f'{version}.zip', {**PROGRAMS, 'v': version.encode()}) for version in ('1.0', '2.0', '3.0')}
+        digest = {version: hashlib.sha256(pathlib.Path(path).read_bytes()).hexdigest() for version, path in zips.items()}
+        archive = lambda version: self.at('serve', 'archives', digest[version] + '.zip')
+        # 1.0, 2.0, a rollback to 1.0, and 3.0 once the releases before were retired 8 days ago.
+        for version in ('1.0', '2.0', '1.0', '3.0'):
+            if version == '3.0':
+                for folder in glob.glob(self.at('serve', 'releases', '*')):
+                    os.utime(folder, (time.time() - 8 * 86400,) * 2)
+                os.utime(os.path.realpath(self.at('serve', 'current')))
+            written = os.path.exists(archive(version)) and os.stat(archive(version)).st_mtime_ns
+            result = self.run_tool('publish.py', version, zips[version], self.at('serve'), '--layout', 'cdn')
+            self.assertEqual(result.returncode, 0, result.stderr)
+            self.assertEqual(os.stat(archive(version)).st_mtime_ns, written or os.stat(archive(version)).st_mtime_ns)
+            self.assertEqual(pathlib.Path(self.at('serve', 'current', 'version.txt')).read_bytes(),
+                             f'{version}\n{digest[version]}\n'.encode())
+            self.assertTrue(os.readlink(self.at('serve', 'current')).startswith(os.path.join('releases', digest[version])))
+        self.assertEqual(sorted(os.listdir(self.at('serve', 'archives'))), sorted(digest[v] + '.zip' for v in ('1.0', '3.0')))
+        self.assertIn(f'removed {archive("2.0")}: not current for more than 7 days', result.stdout)
+
+    # The server's bytes as the installer's log shows them, and its lengths as it reads them.
+    def test_check_server_shows_the_bytes_that_came_and_reads_lengths_as_the_installer(self):
+        key, ident = new_key()
+        keys_file = self.write('keys', version_file.point_of(key.public_key()).hex().encode())
+        game = pathlib.Path(self.zip('game.zip', PROGRAMS)).read_bytes()
+        bad = pathlib.Path(self.zip('bad.zip', {**PROGRAMS, '../\x1b[2J.dll': b'x'})).read_bytes()
+        digest = hashlib.sha256(game).hexdigest().encode()
+        signed = b'\n'.join([b'1.0', digest, version_file.signature_line(key, b'1.0', digest, len(game), b'never'), b''])
+        reply = lambda body, length=None, status=b'200 OK': b'HTTP/1.1 %s\r\nContent-Length: %s\r\n\r\n%s' % (
+            status, length or str(len(body)).encode(), body)
+        long_length = lambda width: str(len(game) + 1).zfill(width).encode()
+        cases = [({'/version.txt': reply(b'1.0\r[12:00] ok: signed\x1b[2J\n' + digest + b'\x1b\n'), '/game.zip': reply(game)}, [],
+                  1, 'version 1.0\\x0D[12:00] ok: signed\\x1B[2J'),
+                 ({'/version.txt': reply(b'x', status=b'404 Gone\x1b]0;owned\x07')}, [], 1, 'status 404 Gone\\x1B]0;owned\\x07;'),
+                 ({'/version.txt': reply(b'1.0\n' + hashlib.sha256(bad).hexdigest().encode()), '/game.zip': reply(bad)}, [],
+                  1, 'path leaves the install folder: ../\\x1B[2J.dll'),
+                 ({'/version.txt': reply(signed), '/game.zip': reply(game, long_length(31))}, ['--keys', keys_file], 1,
+                  f'Content-Length {len(game) + 1}, signed size {len(game)}'),
+                 ({'/version.txt': reply(signed), '/game.zip': reply(game, long_length(32))}, ['--keys', keys_file], 0,
+                  f'signed by key {ident}')]
+        for replies, options, code, shown in cases:
+            with self.subTest(shown=shown):
+                good = serve({'/version.txt': reply(signed), '/game.zip': reply(game)})
+                edges = ['--edge', f'127.0.0.1:{good}', '--edge', f'127.0.0.1:{serve(replies)}']
+                result = self.run_tool('check_server.py', 'http://downloads.example.net:8080', *edges, *options)
+                self.assertEqual(result.returncode, code, result.stdout)
+                self.assertIn(shown, result.stdout)
+                self.assertFalse(set(result.stdout) & {'\r', '\x1b', '\x07'})
+                self.assertTrue(result.stdout.endswith(f' at {edges[3]}\n' if code else f' at {edges[1]}, {edges[3]}\n'))
+
+
+def serve(replies):
+    """A server on a free loopback port answering each path with its raw reply; it ends with the test process."""
+    server = socket.create_server(('127.0.0.1', 0))
+
+    def answer():
+        while True:
+            client = server.accept()[0]
+            with client:
+                client.settimeout(10)
+                request = client.recv(65536)
+                assert b'\r\nHost: downloads.example.net:8080\r\n' in request
+                client.sendall(replies[request.split(b' ')[1].decode()])
+    threading.Thread(target=answer, daemon=True).start()
+    return server.getsockname()[1]
 
 
 if __name__ == '__main__':
