@@ -2,8 +2,8 @@
 # The Windows test bed of one build folder: a private Wine prefix whose tar.exe is TAR_EXE (a
 # bridge to the host's bsdtar), a virtual X display, a wineserver kept warm between programs,
 # a drive F: of 2 MiB that fills up, and a loopback of its own (`network`, before `start`).
-# `run` ends with the program's exit code.
-#   prefix.sh network|start|drive|stop WINE_DIR [TAR_EXE]    prefix.sh run WINE_DIR PROGRAM [ARGS...]
+# `run` ends with the program's exit code; `host` runs a Linux command in the test bed's network.
+#   prefix.sh network|start|drive|stop WINE_DIR [TAR_EXE]    prefix.sh run|host WINE_DIR PROGRAM [ARGS...]
 set -euo pipefail
 wine_dir=$2
 source "$(dirname "$0")/env.sh" "$wine_dir"
@@ -25,6 +25,10 @@ run)
     shift 2
     # Players live in every time zone; 14 hours ahead of UTC, local time is never mistaken for it.
     TZ=QOT-14 exec "${in_network[@]}" "$WINE" "$@"
+    ;;
+host)
+    shift 2
+    exec "${in_network[@]}" "$@"
     ;;
 network)
     # Port 8080 of the machine's loopback is anyone's: a demo's or a benchmark's server, or

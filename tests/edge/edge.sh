@@ -1,0 +1,42 @@
+#!/bin/bash
+# The test bed's caching edge, run in its network (prefix.sh host): nginx as the origins,
+# tools/origin.nginx.conf on 127.0.0.1:8081 serving EDGE_DIR/cdn and the single server of
+# docs/operators.md on 8082 serving EDGE_DIR/plain, and Varnish where the installer connects,
+# 127.0.0.1:8080, in front of the one `use` names (cdn at start), with an empty cache.
+#   edge.sh start|stop EDGE_DIR    edge.sh use EDGE_DIR cdn|plain
+set -euo pipefail
+here=$(cd "$(dirname "$0")" && pwd) dir=$2
+# bounded SECONDS WHAT COMMAND...: a step that hangs ends the script, saying what it waited for.
+bounded() {
+    local seconds=$1 what=$2
+    shift 2
+    timeout -k 5 "$seconds" "$@" </dev/null || { echo "edge.sh: $what did not succeed within $seconds s" >&2; exit 1; }
+}
+case $1 in
+start)
+    "$0" stop "$dir"
+    rm -rf "$dir" && mkdir -p "$dir/cdn" "$dir/plain"
+    sed -e "s|@LISTEN@|127.0.0.1:8081|" -e "s|@ROOT@|$dir/cdn|" "$here/../../tools/origin.nginx.conf" >"$dir/origin.conf"
+    sed -e "s|@DIR@|$dir|g" "$here/nginx.conf" >"$dir/nginx.conf"
+    # Both daemons listen before they return; requests wait in the queue until they serve.
+    bounded 30 "nginx, starting the origins," nginx -c "$dir/nginx.conf"
+    bounded 60 "varnishd, starting the edge," varnishd -n "$dir/varnish" -a 127.0.0.1:8080 -T 127.0.0.1:0 \
+        -f "$here/cdn.vcl" -s malloc,256m -P "$dir/varnish.pid"
+    for layout in cdn plain; do
+        bounded 60 "varnishadm, loading the $layout layout's edge," varnishadm -n "$dir/varnish" vcl.load $layout "$here/$layout.vcl"
+    done
+    ;;
+use)
+    bounded 30 "varnishadm, switching the edge to $3," varnishadm -n "$dir/varnish" vcl.use "$3"
+    bounded 30 "varnishadm, emptying the edge's cache," varnishadm -n "$dir/varnish" ban req.url '~' .
+    ;;
+stop)
+    for pid_file in "$dir/varnish.pid" "$dir/nginx.pid"; do
+        pid=$(cat "$pid_file" 2>/dev/null) || continue
+        kill "$pid" 2>/dev/null || continue
+        for _ in $(seq 100); do kill -0 "$pid" 2>/dev/null || continue 2; sleep 0.1; done
+        echo "edge.sh: process $pid of $pid_file did not end within 10 s" >&2
+        exit 1
+    done
+    ;;
+esac
