@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """keys.py, publish.py and what check_server.py shows; what installers make of their files is tested end to end."""
-import calendar, contextlib, glob, hashlib, io, os, pathlib, socket, subprocess, sys, tempfile, threading, time, unittest, zipfile
+import calendar, contextlib, hashlib, io, os, pathlib, socket, subprocess, sys, tempfile, threading, time, unittest, zipfile
 from unittest import mock
 
 from cryptography.hazmat.primitives.serialization import Encoding, NoEncryption, PrivateFormat
@@ -138,26 +138,6 @@ class ToolsTest(unittest.TestCase):
                 self.assertNotEqual(result.returncode, 0)
                 self.assertIn(complaint, result.stderr)
                 self.assertFalse(os.path.exists(self.at('serve', 'version.txt')))
-
-    def test_publish_cdn_layout_switches_whole_releases_and_keeps_old_archives_for_keep_days(self):
-        zips = {version: self.zip(f'{version}.zip', {**PROGRAMS, 'v': version.encode()}) for version in ('1.0', '2.0', '3.0')}
-        digest = {version: hashlib.sha256(pathlib.Path(path).read_bytes()).hexdigest() for version, path in zips.items()}
-        archive = lambda version: self.at('serve', 'archives', digest[version] + '.zip')
-        # 1.0, 2.0, a rollback to 1.0, and 3.0 once the releases before were retired 8 days ago.
-        for version in ('1.0', '2.0', '1.0', '3.0'):
-            if version == '3.0':
-                for folder in glob.glob(self.at('serve', 'releases', '*')):
-                    os.utime(folder, (time.time() - 8 * 86400,) * 2)
-                os.utime(os.path.realpath(self.at('serve', 'current')))
-            written = os.path.exists(archive(version)) and os.stat(archive(version)).st_mtime_ns
-            result = self.run_tool('publish.py', version, zips[version], self.at('serve'), '--layout', 'cdn')
-            self.assertEqual(result.returncode, 0, result.stderr)
-            self.assertEqual(os.stat(archive(version)).st_mtime_ns, written or os.stat(archive(version)).st_mtime_ns)
-            self.assertEqual(pathlib.Path(self.at('serve', 'current', 'version.txt')).read_bytes(),
-                             f'{version}\n{digest[version]}\n'.encode())
-            self.assertTrue(os.readlink(self.at('serve', 'current')).startswith(os.path.join('releases', digest[version])))
-        self.assertEqual(sorted(os.listdir(self.at('serve', 'archives'))), sorted(digest[v] + '.zip' for v in ('1.0', '3.0')))
-        self.assertIn(f'removed {archive("2.0")}: not current for more than 7 days', result.stdout)
 
     # The server's bytes as the installer's log shows them, and its lengths as it reads them.
     def test_check_server_shows_the_bytes_that_came_and_reads_lengths_as_the_installer(self):
