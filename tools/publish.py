@@ -181,6 +181,9 @@ def main(arguments):
     version, source, serve_folder = options.version, options.source, options.serve_folder
     if not version.strip() or any(c in version for c in '\r\n') or version != version.rstrip():
         sys.exit('publish: the version must be one line of text without trailing blanks')
+    current = os.path.join(serve_folder, 'current')
+    if options.layout == 'cdn' and os.path.lexists(current) and not os.path.islink(current):
+        sys.exit(f'publish: {current} is not the link the cdn layout switches; move it away first')
     os.makedirs(serve_folder, exist_ok=True)
 
     with tempfile.TemporaryDirectory() as work:

@@ -128,16 +128,18 @@ class ToolsTest(unittest.TestCase):
                  ('', good, [], ''), ('1.0\n2.0', good, [], ''), ('1.0 ', good, [], ''),
                  ('1.0', good, ['--expires', '+30'], '--expires needs --sign'),
                  ('1.0', good, ['--keep-days', '3'], '--keep-days needs --layout cdn'),
+                 ('1.0', good, ['--layout', 'cdn'], 'current is not the link the cdn layout switches'),
                  ('1.0', good, ['--sign', self.pem('p384.pem', ec.generate_private_key(ec.SECP384R1()))], 'not a P-256 key'),
                  ('1.0', good, ['--sign', self.write('public.pub', GENERATOR.hex().encode())], 'not a private key'),
                  ('1.0', good, ['--sign', self.pem('k.pem', new_key()[0]), '--expires', '2001-02-29'],
                   'expected never, YYYY-MM-DD or +DAYS')]
+        os.makedirs(self.at('serve', 'current'))  # a folder where the cdn layout keeps its link
         for version, source, options, complaint in cases:
             with self.subTest(source=source, version=version, options=options):
                 result = self.run_tool('publish.py', version, source, self.at('serve'), *options)
                 self.assertNotEqual(result.returncode, 0)
                 self.assertIn(complaint, result.stderr)
-                self.assertFalse(os.path.exists(self.at('serve', 'version.txt')))
+                self.assertEqual(os.listdir(self.at('serve')), ['current'])
 
     # The server's bytes as the installer's log shows them, and its lengths as it reads them.
     def test_check_server_shows_the_bytes_that_came_and_reads_lengths_as_the_installer(self):
