@@ -32,11 +32,8 @@ use)
     ;;
 stop)
     for pid_file in "$dir/varnish.pid" "$dir/nginx.pid"; do
-        pid=$(cat "$pid_file" 2>/dev/null) || continue
-        kill "$pid" 2>/dev/null || continue
-        for _ in $(seq 100); do kill -0 "$pid" 2>/dev/null || continue 2; sleep 0.1; done
-        echo "edge.sh: process $pid of $pid_file did not end within 10 s" >&2
-        exit 1
+        pid=$(cat "$pid_file" 2>/dev/null) && kill "$pid" 2>/dev/null || continue
+        bounded 20 "process $pid of $pid_file, ending," tail -s 0.1 --pid="$pid" -f /dev/null
     done
     ;;
 esac
