@@ -57,9 +57,11 @@ bool IsUtcTime(const std::string& text) {
     }
     const int year = Number(text, 0, 4), month = Number(text, 5, 2), day = Number(text, 8, 2);
     const bool leap = year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
-    constexpr int DaysIn[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    return month >= 1 && month <= 12 && day >= 1 && day <= DaysIn[month - 1] + (month == 2 && leap) &&
-           Number(text, 11, 2) < 24 && Number(text, 14, 2) < 60 && Number(text, 17, 2) < 60;
+    // Computed, not looked up in a table, so that no month outside 1 to 12 can read memory: the
+    // months alternate 31 and 30 days, restarting with 31 in August.
+    const int daysInMonth = month == 2 ? 28 + leap : 30 + (month + month / 8) % 2;
+    return month >= 1 && month <= 12 && day >= 1 && day <= daysInMonth && Number(text, 11, 2) < 24 &&
+           Number(text, 14, 2) < 60 && Number(text, 17, 2) < 60;
 }
 
 std::vector<std::string> Fields(const std::string& line) {

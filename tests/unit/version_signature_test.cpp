@@ -37,7 +37,7 @@ TEST(VersionSignatures, OneValidLineByAKnownKeyIsEnoughAndEachFailureSaysWhy) {
         {Line("9223372036854775807", "2026-11-25T12:00:00Z"), "", 9223372036854775807ULL},
         {Line("0", "2028-02-29T00:00:00Z"), "", 0},
         {"", "no signature line"}, {"signatures " + good.substr(10), "no signature line"},
-        {" " + good, "no signature line"},
+        {" " + good, "no signature line"}, {"signature " + Key + " 1235" + good.substr(31), "signature does not match (key " + Key + ")"},
         {Line("1234", "never", Key, "1.0.1"), "signature does not match (key 0123456789abcdef)"},
         {Line("1234", "never", Key, "1.0.0", "0" + Digest.substr(1)), "signature does not match (key 0123456789abcdef)"},
         {malformed, "malformed signature line"},
@@ -65,11 +65,11 @@ TEST(VersionSignatures, OneValidLineByAKnownKeyIsEnoughAndEachFailureSaysWhy) {
     // and s for one digit short of it.
     const std::string signature = good.substr(good.size() - 128);
     for (const char* form : {"", "  K 1 never S", " K 1 never S x", " 0123456789ABCDEF 1 never S", " 0123456789abcde 1 never S",
-                             " K 9223372036854775808 never S", " K 99999999999999999999 never S", " K -1 never S",
-                             " K 1 Never S", " K 1 2027-02-29T00:00:00Z S", " K 1 2100-02-29T00:00:00Z S",
-                             " K 1 2027-04-31T00:00:00Z S", " K 1 2027-13-01T00:00:00Z S", " K 1 2027-01-01T24:00:00Z S",
-                             " K 1 2027-01-01T00:60:00Z S", " K 1 2027-01-01T00:00:60Z S", " K 1 2027-01-01 00:00:00Z S",
-                             " K 1 2027-01-01T00:00:00 S", " K 1 never s", " K 1 never S0", " K 1 never gs"}) {
+                             " K 9223372036854775808 never S", " K 99999999999999999999 never S", " K -1 never S", " K 1 Never S",
+                             " K 1 2027-02-29T00:00:00Z S", " K 1 2100-02-29T00:00:00Z S", " K 1 2027-04-31T00:00:00Z S",
+                             " K 1 2027-13-01T00:00:00Z S", " K 1 2027-00-10T00:00:00Z S", " K 1 2027-01-00T00:00:00Z S",
+                             " K 1 2027-01-01T24:00:00Z S", " K 1 2027-01-01T00:60:00Z S", " K 1 2027-01-01T00:00:60Z S",
+                             " K 1 2027-01-01 00:00:00Z S", " K 1 2027-01-01T00:00:00 S", " K 1 never s", " K 1 never S0", " K 1 never gs"}) {
         std::string line = "signature";
         for (const char* c = form; *c; ++c)
             line += *c == 'K' ? Key : *c == 'S' ? signature : *c == 's' ? signature.substr(1) : std::string(1, *c);
