@@ -469,8 +469,17 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
          .version = {{.body = forged + "\n"}}, .dialogs = {BadVersion},
          .log = {"version check: server_version=1.0.0\\x0D[2026-11-25 12:00:00] " + SignedOk, Malformed}, .wholeLog = true,
          .requests = 1},
-        {.name = "keyed: an archive without a length that runs one byte past the signed size", .program = keyed,
-         .version = {{.body = signedFile}}, .archive = {{.body = game + "x", .withoutLength = true}},
+        // A second name for game.zip keeps the first attempt's file after the installer deletes it.
+        {.name = "keyed: an archive without a length that runs one byte past the signed size",
+         .arrange = [&](const std::string& folder) -> Undo {
+             WriteBytes(folder + "\\game.zip", "");
+             CreateHardLinkA((folder + "\\held.zip").c_str(), (folder + "\\game.zip").c_str(), nullptr);
+             return [&, folder] {
+                 const size_t held = ReadBytes(folder + "\\held.zip").size();
+                 EXPECT_TRUE(held > 0 && held <= game.size()) << held << " bytes on disk, signed " << size;
+             };
+         },
+         .program = keyed, .version = {{.body = signedFile}}, .archive = {{.body = game + "x", .withoutLength = true}},
          .dialogs = {NotVerified},
          .log = {"winhttp: Content-Length=0 bytes", "download: more than the signed " + size + " bytes; stopped", Failed,
                  Retry, "download: more than the signed*", Failed, GaveUp}, .requests = 3, .serverCheck = 1},
