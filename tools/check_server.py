@@ -139,7 +139,8 @@ def check_archive(server, parsed, size):
             if not report(count == size, f'game.zip: {received} bytes, signed size {size}'):
                 return False
         named = parsed.digest.lower()
-        if not report(digest == named, f'game.zip: sha256 {version_file.printable(digest)}, version.txt names {version_file.printable(named)}'):
+        shown = version_file.printable
+        if not report(digest == named, f'game.zip: sha256 {shown(digest)}, version.txt names {shown(named)}'):
             return False
         problems = publish.archive_problems(archive)
         return report(not problems, 'game.zip: ' + ('; '.join(problems) or 'installable'))

@@ -59,8 +59,8 @@ def archive_problems(archive_path):
     with archive:
         names = archive.namelist()
         # Names as stored, shown as the installer's log shows a server's bytes.
-        shown = {info.filename: version_file.printable(info.orig_filename.encode('utf-8' if info.flag_bits & 0x800 else 'cp437'))
-                 for info in archive.infolist()}
+        shown = {info.filename: version_file.printable(
+            info.orig_filename.encode('utf-8' if info.flag_bits & 0x800 else 'cp437')) for info in archive.infolist()}
         for name in names:
             parts = name.replace('\\', '/').split('/')
             if name.startswith(('/', '\\')) or (len(name) > 1 and name[1] == ':'):
