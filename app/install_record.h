@@ -6,8 +6,9 @@
 inline constexpr char InstallRegistryKey[] = "Software\\QuarnfellOstvale";  // under HKEY_CURRENT_USER
 inline constexpr char InstallRegistryValue[] = "InstallPath";
 
-// The registered folder; empty when there is none or it cannot be read. Each program brings its
-// own reading: app/install_path.cpp, or the UTF-8 build's in utf8/.
+// The registered folder; empty when there is none or it cannot be read. The plain build reads it
+// narrow, into MAX_PATH bytes (app/install_path.cpp); a build in the UTF-8 code page links its own
+// definition, which reads it as UTF-16.
 std::string ReadInstallPath();
 void SaveInstallPath(const std::string& installFolder);
 bool IsFolderInstalled(const std::string& installFolder);

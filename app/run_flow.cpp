@@ -5,6 +5,7 @@
 #include <string>
 
 #include "app/install_record.h"
+#include "app/version_acceptance.h"
 #include "app/version_manifest.h"
 #include "common/names.h"
 #include "common/paths.h"
@@ -14,7 +15,6 @@
 #include "net/install_pipeline.h"
 #include "shell/desktop_shortcut.h"
 #include "shell/launcher_handoff.h"
-#include "trust/version_trust.h"
 #include "ui/folder_choice.h"
 
 namespace {

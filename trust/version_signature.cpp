@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "common/text.h"
+#include "trust/version_lines.h"
 
 namespace {
 constexpr char MessageHeader[] = "QuarnfellOstvale version file v1\n";

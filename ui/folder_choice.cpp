@@ -25,11 +25,7 @@ FolderChoiceResult PickFolderWithBrowseDialog(const std::string& defaultFolder,
     UniqueCoTaskMem<PIDLIST_ABSOLUTE> items(SHBrowseForFolderA(&browse));
     if (!items) return FolderChoiceResult::NotChosen;
 
-    char path[MAX_PATH] = {};
-    const BOOL converted = SHGetPathFromIDListA(items.Get(), path);
-    items.Reset();
-    if (!converted) return FolderChoiceResult::NotChosen;
-    installFolder = path;
+    if (!BrowsedFolder(items.Get(), installFolder)) return FolderChoiceResult::NotChosen;
     return ChosenUnlessEmpty(installFolder);
 }
 }  // namespace

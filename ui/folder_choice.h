@@ -1,21 +1,28 @@
 #pragma once
 #include <windows.h>
+#include <shtypes.h>
 
 #include <string>
 
 enum class FolderChoiceResult { Chosen = 0, NotChosen = 1, DialogUnavailable = 2 };
 
 // "QuarnfellOstvale" under the user's profile, or under the installer's own folder when
-// USERPROFILE is missing, empty or too long for a path. Each program brings its own reading of
-// the two (ExecutableFolder and UserProfileFolder): ui/default_folder_bases.cpp, or the UTF-8
-// build's in utf8/.
+// USERPROFILE is missing, empty or too long for a path.
 std::string DefaultInstallFolder();
+
+// The texts below are the ones the program reads from Windows by itself. The plain build reads
+// them narrow, into MAX_PATH bytes (ui/default_folder_bases.cpp, ui/browse_path.cpp); a build in
+// the UTF-8 code page links its own definitions, which read them as UTF-16, so that a name of
+// letters that take three bytes each still fits.
 
 // The folder that holds the running program; empty when its file name cannot be read.
 std::string ExecutableFolder();
 
 // USERPROFILE as narrow text; empty when it is missing, empty or too long for a path.
 std::string UserProfileFolder();
+
+// The folder the browse dialog's item list names; false when it names none, or too long a path.
+bool BrowsedFolder(PCIDLIST_ABSOLUTE items, std::string& folder);
 
 // Asks the user where the game goes, proposing (and first creating) the default folder.
 // Chosen: installFolder holds the folder exactly as picked. Never DialogUnavailable: the

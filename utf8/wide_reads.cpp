@@ -1,6 +1,8 @@
 // The texts the program reads from Windows by itself, read as UTF-16 and converted in the one
 // place that converts, so that MAX_PATH characters arrive whole. Read narrow into MAX_PATH bytes,
 // a name of letters that take three bytes in UTF-8 would not fit from about 86 letters on.
+#include <shlobj.h>
+
 #include "app/install_record.h"
 #include "common/paths.h"
 #include "common/text.h"
@@ -29,4 +31,11 @@ std::string ExecutableFolder() {
     wchar_t fileName[MAX_PATH] = {};
     GetModuleFileNameW(nullptr, fileName, MAX_PATH);
     return ParentFolder(WideToNarrow(fileName));
+}
+
+bool BrowsedFolder(PCIDLIST_ABSOLUTE items, std::string& folder) {
+    wchar_t path[MAX_PATH] = {};
+    if (!SHGetPathFromIDListW(items, path)) return false;
+    folder = WideToNarrow(path);
+    return true;
 }
