@@ -69,12 +69,17 @@ int InstallFresh(const std::string& installFolder) {
     if (outcome == InstallOutcome::Cancelled) {
         LogLine("cancelled by user during download; nothing installed");
         LogLine("==== launcher run end (cancelled) ====");
+        const std::string kept = KeptDownloadNote(installFolder);
+        if (!kept.empty()) MessageBoxA(nullptr, kept.c_str(), SuccessCaption, MB_OK | MB_ICONINFORMATION);
         return 0;
     }
     if (outcome == InstallOutcome::Failed) {
         LogLine("download/verify/extract FAILED; no markers written");
-        ShowError("The game could not be downloaded or verified.\n"
-                  "Check your internet connection and run the installer again.");
+        const std::string kept = KeptDownloadNote(installFolder);
+        ShowError(("The game could not be downloaded or verified.\n"
+                   "Check your internet connection and run the installer again." +
+                   (kept.empty() ? "" : "\n\n" + kept))
+                      .c_str());
         return 1;
     }
     if (!HasGameExecutables(installFolder)) {

@@ -13,7 +13,8 @@ namespace {
 constexpr DWORD ReadChunk = 65536;
 constexpr int BarEnd = 1000;
 
-void ShowProgress(const ProgressWindow& progress, unsigned long long total, unsigned long long contentLength) {
+void ShowProgress(const ProgressWindow& progress, const char* text, unsigned long long total,
+                  unsigned long long contentLength) {
     char status[160];
     if (contentLength != 0) {
         double fraction = static_cast<double>(total) / static_cast<double>(contentLength);
@@ -24,19 +25,15 @@ void ShowProgress(const ProgressWindow& progress, unsigned long long total, unsi
             if (position > BarEnd) position = BarEnd;
             SendMessageA(progress.progressBar, PBM_SETPOS, static_cast<WPARAM>(position), 0);
         }
-        std::snprintf(status, sizeof(status), "Downloading game data...  %llu / %llu MB", total >> 20,
-                      contentLength >> 20);
+        std::snprintf(status, sizeof(status), "%s  %llu / %llu MB", text, total >> 20, contentLength >> 20);
     } else {
-        std::snprintf(status, sizeof(status), "Downloading game data...  %llu MB", total >> 20);
+        std::snprintf(status, sizeof(status), "%s  %llu MB", text, total >> 20);
     }
     if (progress.statusLabel) SetWindowTextA(progress.statusLabel, status);
 }
 }  // namespace
 
-bool DownloadArchive(HINTERNET request, unsigned long long contentLength, HANDLE& file,
-                     const std::string& archivePath, ProgressWindow* progress, bool& cancelled,
-                     std::optional<unsigned long long> signedSize) {
-    if (!request) return false;
+bool AnnouncedLengthFits(unsigned long long contentLength, std::optional<unsigned long long> signedSize) {
     LogLine("winhttp: Content-Length=" + std::to_string(contentLength) + " bytes");
     // 0 is also what a missing length reads as; such a body is held to the size as it arrives.
     if (signedSize && contentLength != 0 && contentLength != *signedSize) {
@@ -44,6 +41,14 @@ bool DownloadArchive(HINTERNET request, unsigned long long contentLength, HANDLE
                 std::to_string(*signedSize));
         return false;
     }
+    return true;
+}
+
+bool DownloadArchive(HINTERNET request, unsigned long long contentLength, HANDLE& file,
+                     const std::string& archivePath, ProgressWindow* progress, bool& cancelled,
+                     std::optional<unsigned long long> signedSize) {
+    if (!request) return false;
+    if (!AnnouncedLengthFits(contentLength, signedSize)) return false;
 
     file = CreateFileA(archivePath.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL,
                        nullptr);
@@ -52,33 +57,42 @@ bool DownloadArchive(HINTERNET request, unsigned long long contentLength, HANDLE
         return false;
     }
 
-    std::vector<char> buffer(ReadChunk);
     unsigned long long total = 0;
+    if (!StreamArchiveBody({request, file, contentLength, signedSize, "Downloading game data..."}, progress, cancelled,
+                           total)) {
+        return false;
+    }
+    LogLine("winhttp: download complete, " + std::to_string(total) + " bytes written (HTTP 200)");
+    return true;
+}
+
+bool StreamArchiveBody(const ArchiveBody& body, ProgressWindow* progress, bool& cancelled, unsigned long long& total) {
+    std::vector<char> buffer(ReadChunk);
     DWORD available = 0;
-    if (!WinHttpQueryDataAvailable(request, &available)) {
+    if (!WinHttpQueryDataAvailable(body.request, &available)) {
         LogWinHttpFailure("WinHttpQueryDataAvailable");
         return false;
     }
     while (available != 0) {
         DWORD read = 0;
-        if (!WinHttpReadData(request, buffer.data(), available < ReadChunk ? available : ReadChunk, &read)) {
+        if (!WinHttpReadData(body.request, buffer.data(), available < ReadChunk ? available : ReadChunk, &read)) {
             LogWinHttpFailure("WinHttpReadData");
             return false;
         }
         if (read == 0) break;
-        if (signedSize && total + read > *signedSize) {
-            LogLine("download: more than the signed " + std::to_string(*signedSize) + " bytes; stopped");
+        if (body.signedSize && total + read > *body.signedSize) {
+            LogLine("download: more than the signed " + std::to_string(*body.signedSize) + " bytes; stopped");
             return false;
         }
         DWORD written = 0;
-        if (!WriteFile(file, buffer.data(), read, &written, nullptr) || written != read) {
+        if (!WriteFile(body.file, buffer.data(), read, &written, nullptr) || written != read) {
             LogWinHttpFailure("WriteFile to disk");
             return false;
         }
         total += read;
 
         if (progress) {
-            ShowProgress(*progress, total, contentLength);
+            ShowProgress(*progress, body.status, total, body.whole);
             PumpPendingMessages();
             if (progress->cancelled) {
                 cancelled = true;
@@ -87,11 +101,10 @@ bool DownloadArchive(HINTERNET request, unsigned long long contentLength, HANDLE
             }
         }
         available = 0;
-        if (!WinHttpQueryDataAvailable(request, &available)) {
+        if (!WinHttpQueryDataAvailable(body.request, &available)) {
             LogWinHttpFailure("WinHttpQueryDataAvailable");
             return false;
         }
     }
-    LogLine("winhttp: download complete, " + std::to_string(total) + " bytes written (HTTP 200)");
     return true;
 }

@@ -17,3 +17,21 @@
 bool DownloadArchive(HINTERNET request, unsigned long long contentLength, HANDLE& file,
                      const std::string& archivePath, ProgressWindow* progress, bool& cancelled,
                      std::optional<unsigned long long> signedSize);
+
+// Logs the announced length; false, logged, when a signed size is given and a length other than
+// it is announced.
+bool AnnouncedLengthFits(unsigned long long contentLength, std::optional<unsigned long long> signedSize);
+
+// One response's body on its way into the archive file.
+struct ArchiveBody {
+    HINTERNET request;
+    HANDLE file;               // open for writing where the body's first byte goes
+    unsigned long long whole;  // the archive's length, for the window; 0 when unknown
+    std::optional<unsigned long long> signedSize;
+    const char* status;  // the window's text, ahead of the figures
+};
+
+// The streaming of DownloadArchive: reads until the server has no more, writing each chunk and
+// adding it to total (what the file already held on entry), with the same window, cancel and
+// signed-size rules. False after a logged failure or a cancel.
+bool StreamArchiveBody(const ArchiveBody& body, ProgressWindow* progress, bool& cancelled, unsigned long long& total);

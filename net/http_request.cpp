@@ -18,16 +18,6 @@ constexpr int ReceiveTimeoutMs = 60000;
 
 constexpr DWORD VersionReadChunk = 4096;
 
-unsigned long long ReadContentLength(HINTERNET request) {
-    wchar_t text[32] = {};
-    DWORD size = sizeof(text);
-    if (!WinHttpQueryHeaders(request, WINHTTP_QUERY_CONTENT_LENGTH, WINHTTP_HEADER_NAME_BY_INDEX,
-                             text, &size, WINHTTP_NO_HEADER_INDEX)) {
-        return 0;
-    }
-    return _wcstoui64(text, nullptr, 10);
-}
-
 // Reads the rest of the version file's body; false after a logged failure.
 bool ReadVersionBody(HINTERNET request, std::string& body) {
     DWORD available = 0;
@@ -56,14 +46,19 @@ bool ReadVersionBody(HINTERNET request, std::string& body) {
 }
 }  // namespace
 
-HINTERNET OpenServerRequest(const wchar_t* path, HINTERNET& session, HINTERNET& connection,
-                            unsigned long long& contentLength) {
+unsigned long long ReadContentLength(HINTERNET request) {
+    wchar_t text[32] = {};
+    DWORD size = sizeof(text);
+    if (!WinHttpQueryHeaders(request, WINHTTP_QUERY_CONTENT_LENGTH, WINHTTP_HEADER_NAME_BY_INDEX,
+                             text, &size, WINHTTP_NO_HEADER_INDEX)) {
+        return 0;
+    }
+    return _wcstoui64(text, nullptr, 10);
+}
+
+HINTERNET SendServerRequest(const wchar_t* path, const wchar_t* headers, HINTERNET& session, HINTERNET& connection) {
     session = nullptr;
     connection = nullptr;
-    contentLength = 0;
-    const std::string server = DownloadServerHost + (":" + std::to_string(DownloadServerPort));
-    const std::string narrowPath = WideToNarrow(path);
-
     session = WinHttpOpen(UserAgent, WINHTTP_ACCESS_TYPE_AUTOMATIC_PROXY, WINHTTP_NO_PROXY_NAME,
                           WINHTTP_NO_PROXY_BYPASS, 0);
     if (!session) {
@@ -74,21 +69,22 @@ HINTERNET OpenServerRequest(const wchar_t* path, HINTERNET& session, HINTERNET& 
 
     connection = WinHttpConnect(session, NarrowToWide(DownloadServerHost).c_str(), DownloadServerPort, 0);
     if (!connection) {
-        LogWinHttpFailure("WinHttpConnect", server.c_str());
+        LogWinHttpFailure("WinHttpConnect", ServerName().c_str());
         return nullptr;
     }
 
     UniqueInternet request(WinHttpOpenRequest(connection, L"GET", path, nullptr, WINHTTP_NO_REFERER,
                                               WINHTTP_DEFAULT_ACCEPT_TYPES, 0));
     if (!request) {
-        LogWinHttpFailure("WinHttpOpenRequest", narrowPath.c_str());
+        LogWinHttpFailure("WinHttpOpenRequest", WideToNarrow(path).c_str());
         return nullptr;
     }
     // ALWAYS also follows a redirect from HTTPS down to HTTP, which the default policy refuses.
     DWORD redirectPolicy = WINHTTP_OPTION_REDIRECT_POLICY_ALWAYS;
     WinHttpSetOption(request.Get(), WINHTTP_OPTION_REDIRECT_POLICY, &redirectPolicy, sizeof(redirectPolicy));
 
-    if (!WinHttpSendRequest(request.Get(), WINHTTP_NO_ADDITIONAL_HEADERS, 0, WINHTTP_NO_REQUEST_DATA, 0, 0, 0)) {
+    if (!WinHttpSendRequest(request.Get(), headers ? headers : WINHTTP_NO_ADDITIONAL_HEADERS, headers ? -1L : 0,
+                            WINHTTP_NO_REQUEST_DATA, 0, 0, 0)) {
         LogWinHttpFailure("WinHttpSendRequest");
         return nullptr;
     }
@@ -96,19 +92,34 @@ HINTERNET OpenServerRequest(const wchar_t* path, HINTERNET& session, HINTERNET& 
         LogWinHttpFailure("WinHttpReceiveResponse");
         return nullptr;
     }
-    DWORD status = 0;
-    DWORD statusSize = sizeof(status);
-    if (!WinHttpQueryHeaders(request.Get(), WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
-                             WINHTTP_HEADER_NAME_BY_INDEX, &status, &statusSize, WINHTTP_NO_HEADER_INDEX)) {
+    return request.Release();
+}
+
+bool ReadStatus(HINTERNET request, DWORD& status) {
+    DWORD size = sizeof(status);
+    if (!WinHttpQueryHeaders(request, WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
+                             WINHTTP_HEADER_NAME_BY_INDEX, &status, &size, WINHTTP_NO_HEADER_INDEX)) {
         LogWinHttpFailure("WinHttpQueryHeaders", "status");
-        return nullptr;
+        return false;
     }
+    return true;
+}
+
+std::string ServerName() { return DownloadServerHost + (":" + std::to_string(DownloadServerPort)); }
+
+HINTERNET OpenServerRequest(const wchar_t* path, HINTERNET& session, HINTERNET& connection,
+                            unsigned long long& contentLength) {
+    contentLength = 0;
+    UniqueInternet request(SendServerRequest(path, nullptr, session, connection));
+    DWORD status = 0;
+    if (!request || !ReadStatus(request.Get(), status)) return nullptr;
+    const std::string narrowPath = WideToNarrow(path);
     if (status != 200) {
         LogLine("winhttp: unexpected HTTP status " + std::to_string(status) + " for " + narrowPath +
                 " (expected 200)");
         return nullptr;
     }
-    LogLine("winhttp: HTTP 200 OK for http://" + server + narrowPath);
+    LogLine("winhttp: HTTP 200 OK for http://" + ServerName() + narrowPath);
     contentLength = ReadContentLength(request.Get());
     return request.Release();
 }

@@ -86,6 +86,8 @@ struct Row {
     size_t launcherStarts = 0;
     // The operators' server check, run against the same replies first: its exit code (-1: not run).
     int serverCheck = -1;
+    bool kept = false;  // game.zip and its record left for the next run
+    std::vector<std::string> ranges = {};  // when given: the Range of each request for game.zip
 };
 
 // What the player saw of a run: each dialog as it was read ("picker: <caption>" for a folder
@@ -248,7 +250,7 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
     const std::string badLauncher = MakeZip({{"Launcher_x64_win.exe", "no program"}, {"Game_x64_win.exe", "g"}});
     const std::string corrupt = std::string("PK\x03\x04", 4) + std::string(5000, '\x7f');
     // Drive F: holds 2 MiB; this archive does not fit.
-    const std::string large = MakeZip({{"Launcher_x64_win.exe", "l"}, {"Game_x64_win.exe", "g"},
+    const std::string large = MakeZip({{"Launcher_x64_win.exe", launcher}, {"Game_x64_win.exe", "g"},
                                        {"data/blob.pak", std::string(3 << 20, 'b')}});
     const auto published = [](const std::string& zip) { return Reply{.body = "1.0.0\n" + Sha256Hex(zip) + "\n"}; };
     const Reply manifest = published(game), ok{.body = game}, wrong{.body = game + "tampered"};
@@ -281,6 +283,16 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
     const std::string devanagari = Root + "\\अनुराधा", polish = devanagari + "\\QuarnfellOstvale\\Gry Łukasza";
     std::string japanese = Root + "\\";
     for (int letters = 0; letters < 90; letters += 3) japanese += "ゲーム";
+    // A link that breaks off every MiB, and the rest of the large archive asked for at each break.
+    const std::string largeSigned = Published(large, SignTrusted), largeSize = std::to_string(large.size());
+    const Reply cutEveryMiB{.body = large, .etag = "\"v1\"", .cutAfter = 1 << 20};
+    std::vector<std::string> restEveryMiB;
+    for (size_t at = 0; at < large.size(); at += 1 << 20) restEveryMiB.push_back(at ? "bytes=" + std::to_string(at) + "-" : "");
+    const std::string afterFirstMiB = "1048576 of " + largeSize, rest = "download: asking for the rest from byte " + afterFirstMiB;
+    const auto keptNote = [&](size_t held) {
+        return std::to_string(100 * held / large.size()) +
+               "% of the game's download is kept. Run the installer again to continue where it stopped.";
+    };
     const Row handsOff = {.name = "player's build: that folder hands off", .start = Row::Kept, .program = keyed, .exitCode = 0,
                           .log = {RunStart, "install path: *", HandOff, Started, EndHandOff}, .wholeLog = true, .launcherStarts = 2};
 
@@ -483,6 +495,67 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
          .dialogs = {NotVerified},
          .log = {"winhttp: Content-Length=0 bytes", "download: more than the signed " + size + " bytes; stopped", Failed,
                  Retry, "download: more than the signed*", Failed, GaveUp}, .requests = 3, .serverCheck = 1},
+
+        // The player's build goes on where a broken download stopped, within a run and across
+        // runs, and adds only the rest of the very response that started the file.
+        {.name = "player's build: a link cut every MiB", .program = keyed, .version = {{.body = largeSigned}},
+         .archive = {cutEveryMiB}, .dialogs = {Success}, .exitCode = 0,
+         .log = {"download: broken off at byte " + afterFirstMiB + "; asking for the rest at once", rest + " (If-Range: \"v1\")",
+                 "winhttp: HTTP 206 Partial Content for " + Url + "/game.zip, Content-Range=bytes 1048576-*",
+                 "sha256: OK (archive matches server hash)", EndInstalled},
+         .requests = 1 + restEveryMiB.size(), .recorded = true, .launcherStarts = 1, .ranges = restEveryMiB},
+        {.name = "the plain build on that link starts again, twice at most", .version = {published(large)},
+         .archive = {cutEveryMiB}, .dialogs = {NotVerified},
+         .log = {"winhttp: download complete, 1048576 bytes written (HTTP 200)", "sha256: MISMATCH -> deleted zip, retrying download",
+                 Retry, "sha256: MISMATCH -> deleted zip, giving up", GaveUp}, .requests = 3, .ranges = {"", ""}},
+        {.name = "player's build: that link without ETag or Last-Modified", .program = keyed, .version = {{.body = largeSigned}},
+         .archive = {{.body = large, .cutAfter = 1 << 20}}, .dialogs = {NotVerified},
+         .log = {"download: no length, ETag or Last-Modified to resume by*", Failed, Retry, Failed, GaveUp}, .requests = 3,
+         .ranges = {"", ""}},
+        {.name = "player's build: a server that ignores Range, its file replaced meanwhile", .program = keyed,
+         .version = {{.body = largeSigned}},
+         .archive = {{.body = large, .headers = "ETag: \"v1\"\r\n", .cutAfter = 1 << 20},
+                     {.body = large, .headers = "ETag: \"v2\"\r\n", .cutAfter = 2 << 20},
+                     {.body = large, .headers = "Last-Modified: Wed, 25 Nov 2026 12:00:00 GMT\r\n"}},
+         .dialogs = {Success}, .exitCode = 0,
+         .log = {"download: the server sent the whole archive (HTTP 200); starting again from byte 0",
+                 "download: broken off at byte " + std::to_string(2 << 20) + "*", EndInstalled},
+         .requests = 4, .recorded = true, .launcherStarts = 1, .ranges = {"", "bytes=1048576-", "bytes=2097152-"}},
+        {.name = "player's build: answers for another range, or of another length, are never added", .program = keyed,
+         .version = {{.body = largeSigned}},
+         .archive = {cutEveryMiB, {.status = 206, .body = large.substr(0, 1000), .headers = "Content-Range: bytes 0-999/" + largeSize + "\r\n"},
+                     cutEveryMiB, {.status = 206, .body = large.substr(1 << 20),
+                                   .headers = "Content-Range: bytes 1048576-" + std::to_string(large.size() - 1) + "/" +
+                                              std::to_string(large.size() + 1) + "\r\n"},
+                     {.body = large, .etag = "\"v1\""}},
+         .dialogs = {Success}, .exitCode = 0,
+         .log = {"download: that is not the rest from byte " + afterFirstMiB + "; starting again from byte 0",
+                 "download: nothing new came; asking again in 1 s", "download: broken off at byte " + afterFirstMiB + "*",
+                 "download: that is not the rest from byte " + afterFirstMiB + "; starting again from byte 0", EndInstalled},
+         .requests = 6, .recorded = true, .launcherStarts = 1, .ranges = {"", "bytes=1048576-", "", "bytes=1048576-", ""}},
+        // A reset may take with it what the client had not read yet; 64 KiB it has.
+        {.name = "player's build: the link goes down for good after a reset", .program = keyed, .version = {{.body = largeSigned}},
+         .archive = {{.body = large, .reset = true, .pauseMs = 500, .etag = "\"v1\"", .cutAfter = 65536}, {.status = 503}},
+         .dialogs = {Error(NotVerified.substr(NotVerified.find(']') + 2) + "\n\n" + keptNote(65536))},
+         .log = {"winhttp: WinHttpQueryDataAvailable failed*", "download: broken off at byte 65536 of*",
+                 "download: nothing new came; asking again in 4 s", "download: nothing new in 4 requests in a row; giving up",
+                 "download: 65536 of " + largeSize + " bytes kept for the next run", Failed, GaveUp},
+         .requests = 6, .kept = true},
+        {.name = "player's build: the next run for another archive starts afresh", .start = Row::Kept, .program = keyed,
+         .version = {{.body = signedFile}}, .archive = {ok}, .dialogs = {Success}, .exitCode = 0,
+         .log = {"download: the kept game.zip is not of this archive; starting from byte 0", EndInstalled}, .requests = 2,
+         .recorded = true, .launcherStarts = 1, .ranges = {""}},
+        {.name = "player's build: the player closes the window while it waits to ask again", .program = keyed,
+         .version = {{.body = largeSigned}},
+         .archive = {cutEveryMiB, {.status = 503, .body = "busy", .afterPiece = [](size_t) { CloseLikeUser(FindWindowA("QFUpdaterWnd", nullptr)); }}},
+         .dialogs = {"Quarnfell Ostvale [information] " + keptNote(1 << 20)}, .exitCode = 0,
+         .log = {"download: CANCELLED by user while waiting to ask again", "download: " + afterFirstMiB + " bytes kept for the next run",
+                 "download: CANCELLED by user", "cancelled by user during download; nothing installed", EndCancelled},
+         .wholeLog = true, .requests = 3, .kept = true},
+        {.name = "player's build: the next run asks for the rest", .start = Row::Kept, .program = keyed,
+         .version = {{.body = largeSigned}}, .archive = {{.body = large, .etag = "\"v1\""}}, .dialogs = {Success}, .exitCode = 0,
+         .log = {"download: going on with the " + afterFirstMiB + " bytes an earlier run kept", rest + "*", EndInstalled},
+         .requests = 2, .recorded = true, .launcherStarts = 1, .ranges = {"bytes=1048576-"}},
     };
 
     std::string folder;
@@ -557,18 +630,27 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
 
         const std::vector<Request> requests = server ? server->Requests() : std::vector<Request>{};
         EXPECT_EQ(requests.size(), row.requests);
+        std::vector<std::string> ranges;
         for (const Request& request : requests) {
+            if (request.line == "GET /game.zip HTTP/1.1") ranges.push_back(request.range);
             EXPECT_TRUE(request.line == "GET /version.txt HTTP/1.1" || request.line == "GET /game.zip HTTP/1.1")
                 << request.line;
             EXPECT_EQ(request.userAgent, "QuarnfellOstvaleLauncher/1.0");
             EXPECT_EQ(request.note, "") << "a request before the folder was registered and logged";
+        }
+        if (!row.ranges.empty()) {
+            EXPECT_EQ(ranges, row.ranges);
+        }
+        if (row.program != keyed) {
+            EXPECT_EQ(ranges, std::vector<std::string>(ranges.size(), "")) << "the plain build resumed";
         }
         EXPECT_EQ(ReadRegistration(), row.choose ? FolderRegistration(folder) : registeredBefore);
         if (row.start == Row::Unregistered && row.folder.empty()) {
             EXPECT_TRUE(Exists(proposed)) << "made for the picker to open in";
         }
 
-        EXPECT_FALSE(Exists(folder + "\\game.zip"));
+        EXPECT_EQ(Exists(folder + "\\game.zip"), row.kept);
+        EXPECT_EQ(Exists(folder + "\\game.zip.resume"), row.kept);
         EXPECT_EQ(ReadBytes(folder + "\\install.ok"), row.recorded ? "ok\r\n" : markedBefore);
         EXPECT_EQ(ReadBytes(folder + "\\version.txt"),
                   row.recorded ? "1.0.0\r\n" + Sha256Hex(row.archive.back().body) + "\r\n" : versionBefore);

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <utility>
 
 #include "common/names.h"
@@ -120,9 +121,11 @@ void HttpServer::Answer(Socket client) {
         if (received <= 0) return;
         head.append(buffer, static_cast<size_t>(received));
     }
-    Request request{head.substr(0, head.find("\r\n")), "", note_()};
-    const size_t agent = head.find("\r\nUser-Agent: ");
-    if (agent != std::string::npos) request.userAgent = head.substr(agent + 14, head.find("\r\n", agent + 2) - agent - 14);
+    const auto header = [&head](const std::string& name) {
+        const size_t at = head.find("\r\n" + name + ": ");
+        return at == std::string::npos ? "" : head.substr(at + name.size() + 4, head.find("\r\n", at + 2) - at - name.size() - 4);
+    };
+    Request request{head.substr(0, head.find("\r\n")), header("User-Agent"), header("Range"), note_()};
     Reply reply{.status = 404};
     {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -132,10 +135,21 @@ void HttpServer::Answer(Socket client) {
         if (queued.size() > 1) queued.pop_front();
     }
 
+    if (!reply.etag.empty()) {
+        reply.headers += "ETag: " + reply.etag + "\r\n";
+        const size_t from = std::strtoull(request.range.c_str() + 6, nullptr, 10);
+        if (request.range.rfind("bytes=", 0) == 0 && header("If-Range") == reply.etag && from < reply.body.size()) {
+            reply.headers += "Content-Range: bytes " + std::to_string(from) + "-" + std::to_string(reply.body.size() - 1) +
+                             "/" + std::to_string(reply.body.size()) + "\r\n";
+            reply.status = 206;
+            reply.body.erase(0, from);
+        }
+    }
     const std::string length = reply.announced.empty() ? std::to_string(reply.body.size()) : reply.announced;
+    if (reply.cutAfter && reply.cutAfter < reply.body.size()) reply.body.resize(reply.cutAfter);
     bool connected = SendAll(client, "HTTP/1.1 " + std::to_string(reply.status) + " Scripted\r\n" +
                                          (reply.withoutLength ? "" : "Content-Length: " + length + "\r\n") +
-                                         "Connection: close\r\n\r\n");
+                                         reply.headers + "Connection: close\r\n\r\n");
     const size_t pieceSize = reply.pieceSize ? reply.pieceSize : reply.body.size() + 1;
     for (size_t at = 0; connected && at < reply.body.size(); at += pieceSize) {
         connected = (at == 0 || Pause(reply.pauseMs)) && SendAll(client, reply.body.substr(at, pieceSize));

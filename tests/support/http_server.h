@@ -23,11 +23,16 @@ struct Reply {
     size_t pieceSize = 0;  // the body in pieces of this size, pauseMs apart (also before a reset)
     unsigned long pauseMs = 0;
     std::function<void(size_t piecesSent)> afterPiece;
+    std::string headers;  // more header lines, each ending in CR LF
+    // Sent as the ETag; a request for "Range: bytes=N-" whose If-Range names it gets the rest (206).
+    std::string etag;
+    size_t cutAfter = 0;  // the body ends after this many bytes, with a FIN (or a reset)
 };
 
 struct Request {
     std::string line;  // "GET /game.zip HTTP/1.1"
     std::string userAgent;
+    std::string range;  // its Range header, if any
     std::string note;  // what the server's note said when the request came in
 };
 
