@@ -3,14 +3,18 @@
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <random>
 
 // Wine starts a Linux program from CreateProcess with the given arguments and working folder,
 // but hands back no handle to wait on and no exit code. So a host shell runs the command and
 // leaves its exit code in a file of /tmp named after this process, renamed into place once
 // written, and this side polls for that file.
 HostRun RunOnHost(const std::string& commandLine, const char* folder, DWORD limitMs) {
+    // Another build folder's test bed has a wineserver of its own, which numbers its processes
+    // from the same small range: a random part keeps the two beds' files apart.
+    static const std::string self = std::to_string(GetCurrentProcessId()) + "-" + std::to_string(std::random_device{}());
     static int calls = 0;
-    const std::string result = "/tmp/qo-host-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++calls);
+    const std::string result = "/tmp/qo-host-" + self + "-" + std::to_string(++calls);
     const std::string seen = "Z:" + result;
     DeleteFileA(seen.c_str());  // left by an earlier process with the same id
     DeleteFileA((seen + ".out").c_str());
