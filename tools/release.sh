@@ -16,6 +16,8 @@
 # The signature is the only difference between a signed program and the one the source gives,
 # so anyone can check a shipped program against its build record: docs/operators.md says how.
 set -euo pipefail
+# The tools that make and check the program are the system's, whatever the caller's PATH finds.
+export PATH=/usr/sbin:/usr/bin:/sbin:/bin
 usage() {
     echo "usage: tools/release.sh HOST OUT_DIR (--keys FILE | --unsigned) [--sign-pkcs12 FILE [--timestamp URL]]" >&2
     exit 2
@@ -63,15 +65,22 @@ done
 [ ! -v keys ] || keys=$(realpath "$keys")
 
 root=$(cd "$(dirname "$0")/.." && pwd)
-"$root/tools/install-deps.sh"
+# A file the record cannot name could still reach the program: an include found before the one
+# meant, say. Ignored build folders are the only place for one.
+untracked=$(git -C "$root" ls-files --others --exclude-standard 2> /dev/null || true)
+[ -z "$untracked" ] || fail "the tree holds files git does not track, which the build may use and its record cannot name; commit or remove them:"$'\n'"$(head -n 5 <<< "$untracked")"
+"$root/tools/install-deps.sh" release
 build=$(mktemp -d "${TMPDIR:-/tmp}/qo-release.XXXXXX")
 trap 'rm -rf "$build"' EXIT
 utf8=OFF code_page=ANSI
 [ ! -v keys ] || utf8=ON code_page=UTF-8
-cmake -S "$root" -B "$build" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" \
+# Nothing of the caller's environment reaches the build, which the record could not name either:
+# no CFLAGS, CXXFLAGS, LDFLAGS or RCFLAGS, no compiler found by another PATH.
+clean=(env -i PATH="$PATH" LC_ALL=C.UTF-8)
+"${clean[@]}" cmake -S "$root" -B "$build" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" \
     -DCMAKE_BUILD_TYPE=Release -DQO_SERVER_HOST="$host" -DQO_SIGNING_KEYS="${keys-}" -DQO_UTF8_CODE_PAGE=$utf8 \
     -DPython3_EXECUTABLE=/usr/bin/python3 -DQO_BUILD_TESTS=OFF > /dev/null
-cmake --build "$build" --target QuarnfellOstvale
+"${clean[@]}" cmake --build "$build" --target QuarnfellOstvale
 built=$build/bin/QuarnfellOstvale.exe
 shipped=$build/bin
 
@@ -124,7 +133,7 @@ shipped_sha256=$(sha256sum < "$shipped/QuarnfellOstvale.exe" | cut -d ' ' -f 1)
     echo "host: $host"
     echo "keys: ${named_keys:-none}"
     echo "code page: $code_page"
-    dpkg-query -W -f='package: ${Package} ${Version}\n' "${packages[@]}"
+    "$root/tools/package-versions.sh" "${packages[@]}" | sed 's/^/package: /'
     echo "sha256 built: $built_sha256"
     echo "sha256 shipped: $shipped_sha256"
 } > "$build/QuarnfellOstvale.buildinfo"

@@ -1,8 +1,9 @@
 #!/bin/bash
 # The release command's refusals; a Release configure takes no host from a development cache,
-# and a keys path is never read as "no keys"; a release rebuilt from its record is the same
-# bytes; a keyed release, signed with Authenticode and time-stamped, verifies, and is the built
-# bytes again once its signature is removed; each release's record names what built it.
+# and a keys path is never read as "no keys"; a keyed release, signed with Authenticode and
+# time-stamped, verifies, and is the built bytes again once its signature is removed; each
+# release's record names what built it, and a rebuild from it in another environment is the
+# downloaded program without its signature; a rebuild refuses whatever differs from its record.
 #   release_test.sh SOURCE_DIR WORK_DIR
 set -euo pipefail
 root=$1
@@ -43,6 +44,8 @@ say once which program this is|--unsigned --keys $work/keys/$key.pub
 QO_SIGN_PASSWORD, which is not set|--unsigned --sign-pkcs12 $work/code.p12
 cannot read '$work/missing.keys'|--keys $work/missing.keys
 TABLE
+git init -q "$work/tree" && cp -r "$root/tools" "$work/tree/"
+refused "files git does not track" "$work/tree/tools/release.sh" downloads.example.net "$work/refused" --unsigned
 [ ! -e "$work/refused" ]
 
 cmake -S "$root" -B "$work/dev" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" \
@@ -51,12 +54,10 @@ refused "must name its download server" cmake -S "$root" -B "$work/dev" -DCMAKE_
 refused "OFF: No such file or directory" cmake -S "$root" -B "$work/dev" -DQO_SERVER_HOST=127.0.0.1 -DQO_SIGNING_KEYS=OFF
 
 # The record names the choices, the digests of the program built and shipped, and the packages
-# that built it (at least these five) at the versions dpkg reports.
+# that built it (at least these five; the rebuild below holds them to the versions installed).
 recorded() {  # folder, keys, code page, digest of the program built
     local record=$1/QuarnfellOstvale.buildinfo
-    grep '^package: ' "$record" | while read -r _ package version; do
-        echo "package: $package $(dpkg-query -W -f='${Version}' "$package")"
-    done | diff - <(grep '^package: ' "$record") && [ "$(grep -cE '^package: (g\+\+-mingw-w64-x86-64-posix|binutils-mingw-w64-x86-64|mingw-w64-x86-64-dev|cmake|ninja-build) ' "$record")" = 5 ] &&
+    [ "$(grep -cE '^package: (g\+\+-mingw-w64-x86-64-posix|binutils-mingw-w64-x86-64|mingw-w64-x86-64-dev|cmake|ninja-build) ' "$record")" = 5 ] &&
         grep -q "^commit: $(git -C "$root" rev-parse HEAD)" "$record" && grep -qx "host: downloads.example.net" "$record" &&
         grep -qx "keys: $2" "$record" && grep -qx "code page: $3" "$record" && grep -qx "sha256 built: $4" "$record" &&
         grep -qx "sha256 shipped: $(sha256sum < "$1/QuarnfellOstvale.exe" | cut -d ' ' -f 1)" "$record" || { cat "$record" && exit 1; }
@@ -68,11 +69,21 @@ grep -qx "keys: none (unsigned)" "$work/said"
 grep -qx "code page: ANSI" "$work/said"
 recorded "$work/first" none ANSI "$(sha256sum < "$work/first/QuarnfellOstvale.exe" | cut -d ' ' -f 1)"
 grep -q "warning: an --unsigned program installs whatever" "$work/said"
-sed 's/^package: cmake .*/package: cmake 0.1/' "$work/first/QuarnfellOstvale.buildinfo" > "$work/other.buildinfo"
-refused "cmake 0.1 (here: $(dpkg-query -W -f='${Version}' cmake))" "$root/tools/rebuild.sh" "$work/other.buildinfo" "$work/refused"
-sleep 1  # a time stamp in the program would differ by now
-"$root/tools/rebuild.sh" "$work/first/QuarnfellOstvale.buildinfo" "$work/second" > /dev/null 2>&1
-cmp "$work/first/QuarnfellOstvale.exe" "$work/second/QuarnfellOstvale.exe"
+refused "holds the record and the program it checks" "$root/tools/rebuild.sh" "$work/first/QuarnfellOstvale.buildinfo" "$work/first/"
+mkdir "$work/edited" && cp "$work/first/QuarnfellOstvale.exe" "$work/edited/"
+while IFS='|' read -r expected edit; do
+    sed "$edit" "$work/first/QuarnfellOstvale.buildinfo" > "$work/edited/QuarnfellOstvale.buildinfo"
+    refused "$expected" "$root/tools/rebuild.sh" "$work/edited/QuarnfellOstvale.buildinfo" "$work/refused"
+done << TABLE
+QuarnfellOstvale.exe is not the program the record names|s/^sha256 shipped: ./&0/
+without its signature is not the program the record says was built|s/^sha256 built: ./&0/
+cmake 0.1 (here: $(dpkg-query -W -f='${Version}' cmake))|s/^package: cmake .*/package: cmake 0.1/
+TABLE
+# One version a package, for this machine's architecture or for all, and none for one removed
+# but not purged.
+mkdir "$work/dpkg" && printf '#!/bin/sh\ncase $3 in two) echo "ii %s 1"; echo "ii i386 2" ;; all) echo "ii all 3" ;; *) echo "rc %s 4" ;; esac\n' \
+    "$(dpkg --print-architecture)" "$(dpkg --print-architecture)" > "$work/dpkg/dpkg-query" && chmod +x "$work/dpkg/dpkg-query"
+[ "$(PATH="$work/dpkg:$PATH" "$root/tools/package-versions.sh" two all gone | tr '\n' ' ')" = "two 1 all 3 gone not-installed " ]
 
 python3 "$root/tests/release/tsa.py" "$work" 2> "$work/tsa.log" &
 trap "kill $! 2> /dev/null || true" EXIT
@@ -94,3 +105,9 @@ grep -qx "sha256: $(sha256sum < "$work/removed.exe" | cut -d ' ' -f 1)" "$work/s
 grep -qx "sha256 signed: $(sha256sum < "$signed" | cut -d ' ' -f 1)" "$work/said"
 (cd "$work/signed" && sha256sum --check QuarnfellOstvale.exe.sha256)
 recorded "$work/signed" "$key" UTF-8 "$(sha256sum < "$work/removed.exe" | cut -d ' ' -f 1)"
+
+# Nothing of the environment reaches a release: not the flags, not the compilers a PATH finds.
+mkdir "$work/poison" && for tool in cmake ninja x86_64-w64-mingw32-{gcc,g++,windres,strings}{,-posix}; do ln -s /bin/false "$work/poison/$tool"; done
+sleep 1  # a time stamp in the program would differ by now
+CFLAGS=-O0 CXXFLAGS=-O0 LDFLAGS=-s RCFLAGS=-DQO_POISON PATH="$work/poison:$PATH" "$root/tools/rebuild.sh" \
+    "$work/signed/QuarnfellOstvale.buildinfo" "$work/rebuilt" "$work/release-NOTFOUND" > "$work/said" 2>&1 || { cat "$work/said" && exit 1; }
