@@ -79,8 +79,7 @@ QuarnfellOstvale.exe is not the program the record names|s/^sha256 shipped: ./&0
 without its signature is not the program the record says was built|s/^sha256 built: ./&0/
 cmake 0.1 (here: $(dpkg-query -W -f='${Version}' cmake))|s/^package: cmake .*/package: cmake 0.1/
 TABLE
-# One version a package, for this machine's architecture or for all, and none for one removed
-# but not purged.
+# One version a package, of this machine's architecture or all, and none for one removed but not purged.
 mkdir "$work/dpkg" && printf '#!/bin/sh\ncase $3 in two) echo "ii %s 1"; echo "ii i386 2" ;; all) echo "ii all 3" ;; *) echo "rc %s 4" ;; esac\n' \
     "$(dpkg --print-architecture)" "$(dpkg --print-architecture)" > "$work/dpkg/dpkg-query" && chmod +x "$work/dpkg/dpkg-query"
 [ "$(PATH="$work/dpkg:$PATH" "$root/tools/package-versions.sh" two all gone | tr '\n' ' ')" = "two 1 all 3 gone not-installed " ]
