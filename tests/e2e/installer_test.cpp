@@ -196,6 +196,7 @@ Arrangement FromDownloads(const std::string& downloads, const std::string& progr
     return [=](const std::string&) -> Undo {
         const std::vector<std::string> dlls = {"winhttp", "comctl32", "uxtheme"};
         SetEnvironmentVariableA("USERPROFILE", nullptr);
+        FreshFolder(downloads);
         CopyFileA(BuiltProgram(program).c_str(), (downloads + "\\QuarnfellOstvale.exe").c_str(), FALSE);
         const Undo order = SetDllOrder("QuarnfellOstvale.exe", dlls, "native,builtin");
         for (const std::string& dll : dlls) CopyFileA(BuiltProgram("planted.dll").c_str(), (downloads + "\\" + dll + ".dll").c_str(), FALSE);
@@ -281,6 +282,10 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
     // Names that no ANSI code page holds together: a profile in Devanagari, a Polish folder
     // picked under it, a Japanese one registered, whose 90 letters take 270 bytes in UTF-8.
     const std::string devanagari = Root + "\\अनुराधा", polish = devanagari + "\\QuarnfellOstvale\\Gry Łukasza";
+    // 98 letters, 294 bytes in UTF-8: more than a narrow read of MAX_PATH bytes holds.
+    std::string longLetters;
+    for (int times = 0; times < 14; ++times) longLetters += "अनुराधा";
+    const std::string LinkMade = "desktop shortcut created: " + Link;
     std::string japanese = Root + "\\";
     for (int letters = 0; letters < 90; letters += 3) japanese += "ゲーム";
     // A link that breaks off every MiB, and the rest of the large archive asked for at each break.
@@ -316,7 +321,7 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
                  "desktop shortcut created: " + Link, Started, EndInstalled},
          .wholeLog = true, .requests = 2, .recorded = true, .launcherStarts = 1, .serverCheck = 0},
         {.name = "a first run into a folder that holds the game hands off at once", .start = Row::Unregistered,
-         .arrange = Doing(MakeInstalledFolder), .choose = "Installed", .dialogs = {Picker}, .exitCode = 0,
+         .arrange = Doing([](const std::string& folder) { MakeInstalledFolder(FreshFolder(folder)); }), .choose = "Installed", .dialogs = {Picker}, .exitCode = 0,
          .log = {RunStart, "install path: *", HandOff, Started, EndHandOff}, .wholeLog = true, .launcherStarts = 1},
         // Without comdlg32.dll the picker cannot be created, as where its class is missing.
         {.name = "a first run without the picker offers the browse dialog", .start = Row::Unregistered,
@@ -327,21 +332,23 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
         // registered; the plain build cannot even read the registration back.
         {.name = "player's build: a Polish folder picked under a Devanagari profile", .start = Row::Unregistered,
          .profile = "अनुराधा", .program = keyed, .version = {{.body = signedFile}}, .archive = {ok}, .choose = "Gry Łukasza",
-         .dialogs = {Picker, Success}, .exitCode = 0, .log = {RunStart, "install path: " + polish, EndInstalled},
+         .dialogs = {Picker, Success}, .exitCode = 0, .log = {RunStart, "install path: " + polish, LinkMade, EndInstalled},
          .requests = 2, .recorded = true, .launcherStarts = 1},
         handsOff,
         {.name = "the plain build: the same registration names nothing it can spell", .start = Row::Kept,
          .dialogs = {Picker}, .exitCode = 0, .log = {EndHandOff}, .wholeLog = true, .launcherStarts = 2},
         {.name = "player's build: a Japanese folder registered by an earlier run", .folder = japanese, .program = keyed,
          .version = {{.body = signedFile}}, .archive = {ok}, .dialogs = {Success}, .exitCode = 0,
-         .log = {RunStart, "install path: " + japanese, EndInstalled}, .requests = 2, .recorded = true, .launcherStarts = 1},
+         .log = {RunStart, "install path: " + japanese, LinkMade, EndInstalled}, .requests = 2, .recorded = true, .launcherStarts = 1},
         handsOff,
         {.name = "player's build: from Downloads under the Devanagari profile, none set, DLLs planted beside it",
          .start = Row::Unregistered, .folder = devanagari + "\\Downloads\\QuarnfellOstvale\\Game",
          .arrange = FromDownloads(devanagari + "\\Downloads", "keyed\\QuarnfellOstvale.exe"),
          .program = devanagari + "\\Downloads\\QuarnfellOstvale.exe", .version = {{.body = signedFile}}, .archive = {ok},
-         .choose = "Game", .dialogs = {Picker, Success}, .exitCode = 0, .log = {EndInstalled}, .requests = 2,
+         .choose = "Game", .dialogs = {Picker, Success}, .exitCode = 0, .log = {LinkMade, EndInstalled}, .requests = 2,
          .recorded = true, .launcherStarts = 1},
+        {.name = "player's build: a profile of 98 Devanagari letters", .start = Row::Unregistered, .profile = longLetters.c_str(),
+         .program = keyed, .dialogs = {Picker}, .exitCode = 0},
 
         // A registration the installer cannot use reads as none: the picker comes again, and
         // cancelling it leaves the value as it was.
@@ -576,7 +583,8 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
                 std::printf("[ LEFT OUT ] %s: the test bed has no drive %s\n", row.name, folder.substr(0, 2).c_str());
                 continue;
             }
-            if (row.start != Row::Unregistered || typed) FreshFolder(folder);
+            // A folder typed into a proposed one is made only once the dialog is up.
+            if (row.start != Row::Unregistered || (typed && !row.folder.empty())) FreshFolder(folder);
             if (row.start == Row::Installed) MakeInstalledFolder(folder);
             WriteRegistration(row.registration ? *row.registration
                               : row.start == Row::Unregistered ? Registration{} : FolderRegistration(folder));
@@ -597,11 +605,14 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
         const Undo undo = row.arrange ? row.arrange(folder) : nullptr;
         const Registration registeredBefore = ReadRegistration();
         const std::string markedBefore = ReadBytes(folder + "\\install.ok"), versionBefore = ReadBytes(folder + "\\version.txt");
-        bool recordedAtSuccess = false;
+        bool recordedAtSuccess = false, proposedAtDialog = false;
 
         const std::string program = row.program.empty() ? BuiltProgram("QuarnfellOstvale.exe") : row.program;
         const InstallerRun run = RunInstaller(program, [&](HWND dialog, const std::string& reading) {
             if (reading == Picker || reading == Browse) {
+                // Made by the installer for the dialog to open in.
+                proposedAtDialog = Exists(proposed);
+                if (row.choose && *row.choose && !Exists(folder)) FreshFolder(folder);
                 if (row.choose) TypeName(dialog, row.choose);
                 Press(dialog, row.choose ? IDOK : IDCANCEL);
                 return;
@@ -646,7 +657,7 @@ TEST(Installer, EveryRunEndsAsThePlayerExpects) {
         }
         EXPECT_EQ(ReadRegistration(), row.choose ? FolderRegistration(folder) : registeredBefore);
         if (row.start == Row::Unregistered && row.folder.empty()) {
-            EXPECT_TRUE(Exists(proposed)) << "made for the picker to open in";
+            EXPECT_TRUE(proposedAtDialog) << "made for the picker to open in";
         }
 
         EXPECT_EQ(Exists(folder + "\\game.zip"), row.kept);
