@@ -7,7 +7,8 @@
 # the same bytes wherever and whenever it is built.
 #   tools/release.sh HOST OUT_DIR (--keys FILE | --unsigned) [--sign-pkcs12 FILE [--timestamp URL]]
 # --keys FILE builds the player's program: it takes only version files signed by a key of that
-# keys file (docs/security.md), and runs in the UTF-8 code page so that every name works.
+# keys file (docs/security.md), runs in the UTF-8 code page so that every name works, and goes on
+# with a broken download where it stopped.
 # --unsigned builds the plain program, which takes any version file. --sign-pkcs12
 # signs the program with Authenticode, the PKCS#12 file's password taken from QO_SIGN_PASSWORD;
 # --timestamp adds an RFC 3161 time stamp from that server, so the signature outlives the
@@ -72,20 +73,20 @@ untracked=$(git -C "$root" ls-files --others --exclude-standard 2> /dev/null || 
 "$root/tools/install-deps.sh" release
 build=$(mktemp -d "${TMPDIR:-/tmp}/qo-release.XXXXXX")
 trap 'rm -rf "$build"' EXIT
-utf8=OFF code_page=ANSI
-[ ! -v keys ] || utf8=ON code_page=UTF-8
+utf8=OFF code_page=ANSI resume=OFF resumes=no
+[ ! -v keys ] || utf8=ON code_page=UTF-8 resume=ON resumes=yes
 # Nothing of the caller's environment reaches the build, which the record could not name either:
 # no CFLAGS, CXXFLAGS, LDFLAGS or RCFLAGS, no compiler found by another PATH.
 clean=(env -i PATH="$PATH" LC_ALL=C.UTF-8)
 "${clean[@]}" cmake -S "$root" -B "$build" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" \
-    -DCMAKE_BUILD_TYPE=Release -DQO_SERVER_HOST="$host" -DQO_SIGNING_KEYS="${keys-}" -DQO_UTF8_CODE_PAGE=$utf8 \
+    -DCMAKE_BUILD_TYPE=Release -DQO_SERVER_HOST="$host" -DQO_SIGNING_KEYS="${keys-}" -DQO_UTF8_CODE_PAGE=$utf8 -DQO_RESUME=$resume \
     -DPython3_EXECUTABLE=/usr/bin/python3 -DQO_BUILD_TESTS=OFF > /dev/null
 "${clean[@]}" cmake --build "$build" --target QuarnfellOstvale
 built=$build/bin/QuarnfellOstvale.exe
 shipped=$build/bin
 
 # Nothing ships that does not say it is what was asked for. The keyed note reads "Download
-# server: http://HOST:8080; version file keys: ID1 ID2; code page: UTF-8".
+# server: http://HOST:8080; version file keys: ID1 ID2; code page: UTF-8; resumes downloads".
 note=$(x86_64-w64-mingw32-strings -el "$built" | sed -n 's/^Download server: //p')
 named_keys=$(sed -n 's/.*; version file keys: \([^;]*\).*/\1/p' <<< "$note")
 asked_keys=$([ ! -v keys ] || python3 "$root/tools/keys.py" ids "$keys")
@@ -93,6 +94,8 @@ asked_keys=$([ ! -v keys ] || python3 "$root/tools/keys.py" ids "$keys")
     fail "the program built names the keys '${named_keys:-none}', not those of the keys file, '${asked_keys:-none}'; nothing shipped"
 [[ $note == *"; code page: UTF-8"* ]] && built_page=UTF-8 || built_page=ANSI
 [ "$built_page" = "$code_page" ] || fail "the program built runs in the $built_page code page, not $code_page; nothing shipped"
+[[ $note == *"; resumes downloads"* ]] && built_resumes=yes || built_resumes=no
+[ "$built_resumes" = "$resumes" ] || fail "the program built resumes downloads: $built_resumes, not $resumes; nothing shipped"
 
 if [ -v pkcs12 ]; then
     shipped=$build/signed
@@ -133,6 +136,7 @@ shipped_sha256=$(sha256sum < "$shipped/QuarnfellOstvale.exe" | cut -d ' ' -f 1)
     echo "host: $host"
     echo "keys: ${named_keys:-none}"
     echo "code page: $code_page"
+    echo "resumes downloads: $resumes"
     "$root/tools/package-versions.sh" "${packages[@]}" | sed 's/^/package: /'
     echo "sha256 built: $built_sha256"
     echo "sha256 shipped: $shipped_sha256"
@@ -154,6 +158,7 @@ echo "commit: $commit"
 echo "server: ${note%%;*}"
 echo "keys: ${named_keys:-none (unsigned)}"
 echo "code page: $code_page"
+echo "resumes downloads: $resumes"
 echo "sha256: $built_sha256"
 [ ! -v pkcs12 ] || echo "sha256 signed: $shipped_sha256"
 [ -v keys ] || echo "release.sh: warning: an --unsigned program installs whatever anyone on the network path to its server serves; see docs/security.md" >&2

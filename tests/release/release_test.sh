@@ -66,7 +66,7 @@ recorded() {  # folder, keys, code page, digest of the program built
 "$root/tools/release.sh" downloads.example.net "$work/first" --unsigned 2>&1 | tee "$work/said"
 grep -qx "server: http://downloads.example.net:8080" "$work/said"
 grep -qx "keys: none (unsigned)" "$work/said"
-grep -qx "code page: ANSI" "$work/said"
+grep -qx "code page: ANSI" "$work/said"; grep -qx "resumes downloads: no" "$work/said"
 recorded "$work/first" none ANSI "$(sha256sum < "$work/first/QuarnfellOstvale.exe" | cut -d ' ' -f 1)"
 grep -q "warning: an --unsigned program installs whatever" "$work/said"
 refused "holds the record and the program it checks" "$root/tools/rebuild.sh" "$work/first/QuarnfellOstvale.buildinfo" "$work/first/"
@@ -93,7 +93,7 @@ cp "$work/keys/$key.pub" "$work/release-NOTFOUND"
 "$root/tools/release.sh" downloads.example.net "$work/signed" --keys "$work/release-NOTFOUND" \
     --sign-pkcs12 "$work/code.p12" --timestamp "http://127.0.0.1:$(cat "$work/tsa.port")" | tee "$work/said"
 grep -qx "keys: $key" "$work/said"
-grep -qx "code page: UTF-8" "$work/said"
+grep -qx "code page: UTF-8" "$work/said"; grep -qx "resumes downloads: yes" "$work/said"
 signed=$work/signed/QuarnfellOstvale.exe
 # osslsigncode accepts a signature whose time stamp does not verify, so the stamp's own line
 # must say so.
