@@ -111,15 +111,17 @@ bool ContinueFile(ResumableArchive& archive, HINTERNET request) {
 
 Step RequestArchive(ResumableArchive& archive, const PipelineProgress& progress) {
     const bool resuming = archive.held != 0;
-    std::wstring headers;
+    // WinHTTP may hand the next request a pooled connection, across sessions. One whose body it
+    // stopped reading early still holds the rest of it, which the next request would read as its
+    // answer (Wine 8 stops every body at 2 GiB; docs/wine-notes.md): no connection is kept.
+    std::wstring headers = L"Connection: close";
     if (resuming) {
         LogLine("download: asking for the rest from byte " + Bytes(archive.held, archive.whole) +
                 " (If-Range: " + archive.validator + ")");
-        headers = L"Range: bytes=" + std::to_wstring(archive.held) + L"-\r\nIf-Range: " + NarrowToWide(archive.validator);
+        headers += L"\r\nRange: bytes=" + std::to_wstring(archive.held) + L"-\r\nIf-Range: " + NarrowToWide(archive.validator);
     }
     AttemptHandles handles;
-    handles.request = SendServerRequest(L"/game.zip", resuming ? headers.c_str() : nullptr, handles.session,
-                                        handles.connection);
+    handles.request = SendServerRequest(L"/game.zip", headers.c_str(), handles.session, handles.connection);
     DWORD status = 0;
     if (!handles.request || !ReadStatus(handles.request, status)) return Step::Broke;
     if (status == 200) {
