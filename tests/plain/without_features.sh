@@ -6,7 +6,7 @@ set -euo pipefail
 source_dir=$1 work=$2 build_type=$3 host=$4 plain=$5
 rm -rf "$work" && mkdir -p "$work/tree"
 git -C "$source_dir" ls-files -z --cached --others --exclude-standard | grep -z -v -E '^(trust|utf8|resume)/' |
-    tar -C "$source_dir" --null -T - -cf - | tar -C "$work/tree" -xf -
+    tar -C "$source_dir" --ignore-failed-read --null -T - -cf - 2>/dev/null | tar -C "$work/tree" -xf -
 cmake -S "$work/tree" -B "$work/build" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$work/tree/cmake/mingw-w64-x86_64.cmake" \
     -DCMAKE_BUILD_TYPE="$build_type" -DQO_SERVER_HOST="$host" -DQO_BUILD_TESTS=OFF >"$work/configure.log"
 cmake --build "$work/build" --target QuarnfellOstvale >"$work/build.log"
