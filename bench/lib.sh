@@ -36,10 +36,15 @@ mib_per_s() { echo "$1 ${2:-1024}" | awk '{ printf "%.0f", $2 / $1 }'; }
 windows_path() { echo "Z:$1" | tr / '\\'; }
 
 # Runs the program (its Unix path) under process_figures.exe and prints "<seconds> <peak
-# working set in bytes>"; fails unless the program ended with exit code 0.
+# working set in bytes> <exit code>"; prints nothing if it still runs after 15 minutes (a box
+# nobody presses, a hung read), and the test bed's stop ends it.
+program_figures() { timeout 900 "$WINE" "$build_dir/bin/process_figures.exe" "$(windows_path "$1")" | tr -d '\r'; }
+
+# Prints "<seconds> <peak working set in bytes>" of the program; fails unless it ended with
+# exit code 0.
 measured_run() {
   local seconds peak code
-  read -r seconds peak code <<< "$("$WINE" "$build_dir/bin/process_figures.exe" "$(windows_path "$1")" | tr -d '\r')"
+  read -r seconds peak code <<< "$(program_figures "$1")"
   [ "$code" = 0 ] || { echo "$1 ended with exit code ${code:-(none)}" >&2; return 1; }
   echo "$seconds $peak"
 }
@@ -69,13 +74,14 @@ start_test_bed() {
   install_unix=$WINEPREFIX/drive_c/bench/QuarnfellOstvale
 }
 stop_test_bed() {
-  [ -f "$work/nginx.pid" ] && nginx -p "$work" -c "$work/nginx.conf" -s stop 2> /dev/null || true
+  stop_serving || true
   "$source_dir/tests/wine/prefix.sh" stop "$build_dir/wine"
   rm -rf "$work"
 }
 
 # Publishes a release of $1 MiB of data that does not compress, stored as it is, into
-# $work/www; sets $size (the archive's bytes) and $digest (its SHA-256).
+# $work/www, with the publish tool's further options $2...; sets $size (the archive's bytes) and
+# $digest (its SHA-256).
 publish_release() {
   head -c "$1M" /dev/urandom > "$work/blob.pak"
   python3 - "$work" "$build_dir/bin/stand_in_launcher.exe" <<'PY'
@@ -87,13 +93,14 @@ with zipfile.ZipFile(f'{work}/game.zip', 'w', zipfile.ZIP_STORED) as archive:
     archive.write(f'{work}/blob.pak', 'data/blob.pak')
 PY
   rm "$work/blob.pak"
-  python3 "$source_dir/tools/publish.py" 1.0 "$work/game.zip" "$work/www" > /dev/null
+  python3 "$source_dir/tools/publish.py" 1.0 "$work/game.zip" "$work/www" "${@:2}" > /dev/null
   rm "$work/game.zip"
   size=$(stat -c %s "$work/www/game.zip")
   digest=$(sed -n 2p "$work/www/version.txt")
 }
 
-# Serves $work/www on 127.0.0.1:8080, the download server the bench build is made for.
+# Serves $work/www on 127.0.0.1:8080, the download server the bench build is made for, or on
+# port $1 of 127.0.0.1 when given. nginx listens once the command has returned.
 serve_release() {
   cat > "$work/nginx.conf" << NGINX
 pid $work/nginx.pid;
@@ -101,10 +108,24 @@ error_log $work/nginx-error.log;
 events {}
 http {
   access_log off;
-  server { listen 127.0.0.1:8080; root $work/www; }
+  server { listen 127.0.0.1:${1:-8080}; root $work/www; }
 }
 NGINX
   nginx -p "$work" -c "$work/nginx.conf"
+}
+
+# Stops the nginx of serve_release, if it runs, and waits (5 s at most) until its master process
+# has ended, and with it its listener.
+stop_serving() {
+  local master
+  master=$(cat "$work/nginx.pid" 2> /dev/null) || return 0
+  nginx -p "$work" -c "$work/nginx.conf" -s stop 2> /dev/null
+  for _ in $(seq 50); do
+    kill -0 "$master" 2> /dev/null || return 0
+    sleep 0.1
+  done
+  echo "nginx had not stopped after 5 s" >&2
+  return 1
 }
 
 # Registers $install_folder as the install folder, for the installer to take without asking.
