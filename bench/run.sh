@@ -1,14 +1,16 @@
 #!/bin/bash
 # Every benchmark in one go, on one build folder's Wine test bed and the same nginx: the digest
 # against openssl and sha256sum (which shows the floor's digest to be the faster one), the whole
-# install against its floor for 256 MiB and 1 GiB archives, and the hand-off against its floor.
+# install against its floor for 256 MiB and 1 GiB archives, the hand-off against its floor, and
+# the player's build on a link cut every 64 MiB against its own unbroken install.
 # Run as root, alone on the machine: the install serves on 127.0.0.1:8080, as the tests do.
 # Exit code 3 when a target is missed, 1 when a benchmark could not run.
-#   bench/run.sh [build folder]    (RUNS=n for both floors' runs, SIZES_MIB="256 1024")
+#   bench/run.sh [build folder]    (RUNS=n for every benchmark's runs but the digest's,
+#                                    SIZES_MIB="256 1024" for the install's)
 set -uo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 status=0
-for bench in digest install handoff; do
+for bench in digest install handoff cut_link; do
   echo "== $bench"
   bash "$here/run_${bench}_bench.sh" "$@"
   code=$?
