@@ -9,9 +9,7 @@
 #include <cstring>
 #include <functional>
 #include <optional>
-#include <utility>
 
-#include "common/unique_handle.h"
 #include "tests/support/host_shell.h"
 #include "tests/support/http_server.h"
 #include "tests/support/test_bed.h"
@@ -89,58 +87,6 @@ struct Row {
     bool kept = false;  // game.zip and its record left for the next run
     std::vector<std::string> ranges = {};  // when given: the Range of each request for game.zip
 };
-
-// What the player saw of a run: each dialog as it was read ("picker: <caption>" for a folder
-// picker, else the UI robot's "<caption> [<icon>] <text>"), and whether each was still up,
-// alone, when it was answered.
-struct InstallerRun {
-    DWORD exitCode = STILL_ACTIVE;
-    std::vector<std::string> dialogs;
-    bool dialogsStayed = true;
-};
-
-// Starts the program (with no arguments, as a player does) and answers each of its dialogs; a
-// run that outlives a minute is ended and fails, saying what it had shown.
-InstallerRun RunInstaller(const std::string& program, const std::function<void(HWND, const std::string&)>& answer) {
-    InstallerRun run;
-    STARTUPINFOA startup{.cb = sizeof startup};
-    PROCESS_INFORMATION process{};
-    std::string commandLine = "\"" + program + "\"";
-    if (!CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                        &process)) {
-        ADD_FAILURE() << "cannot start " << program;
-        return run;
-    }
-    const UniqueKernelHandle processHandle(process.hProcess), threadHandle(process.hThread);
-    std::vector<HWND> seen;
-    for (const DWORD start = GetTickCount(); WaitForSingleObject(process.hProcess, 50) == WAIT_TIMEOUT;) {
-        if (GetTickCount() - start > 60000) {
-            ADD_FAILURE() << "the installer had not ended a minute after its start; it was ended. Dialogs read: "
-                          << ::testing::PrintToString(run.dialogs);
-            TerminateProcess(process.hProcess, STILL_ACTIVE);
-            WaitForSingleObject(process.hProcess, 10000);
-            break;
-        }
-        for (HWND window : ShownWindows(process.dwProcessId)) {
-            if (std::find(seen.begin(), seen.end(), window) != seen.end()) continue;
-            seen.push_back(window);
-            if (ClassOf(window) != "#32770") continue;  // message boxes and folder dialogs
-            // Read as a player looks at it: once it has painted and reads the same twice.
-            std::string reading, previous;
-            for (int looks = 0; looks < 10 && (reading.empty() || reading != previous); ++looks) {
-                Sleep(200);
-                previous = std::exchange(reading, NameBox(window) ? "picker: " + TextOf(window) : ReadMessageBox(window));
-            }
-            run.dialogs.push_back(reading);
-            // The progress window is gone before any box: left up, it would sit frozen beside it.
-            run.dialogsStayed = run.dialogsStayed && IsWindowVisible(window) &&
-                                !IsWindowVisible(FindWindowA("QFUpdaterWnd", nullptr));
-            answer(window, reading);
-        }
-    }
-    GetExitCodeProcess(process.hProcess, &run.exitCode);
-    return run;
-}
 
 bool Matches(const std::string& expected, const std::string& line) {
     return expected.back() == '*' ? line.rfind(expected.substr(0, expected.size() - 1), 0) == 0 : line == expected;
