@@ -5,9 +5,9 @@
 
 Listens on 127.0.0.1:PORT and forwards each connection to 127.0.0.1:SERVER_PORT. Once a
 connection has carried CUT_BYTES of the server's reply (headers and body) to the installer,
-and the installer's side has taken them in, the link resets it: the installer's next read
-fails as it does when a Wi-Fi hand-over or a NAT drops a connection, not with an orderly end
-of the body. Waiting for the bytes to be taken in makes every cut fall at exactly CUT_BYTES,
+and the installer's side has taken them in, the link resets it, as a Wi-Fi hand-over or a NAT
+that forgets a connection does, rather than end the body in order (Wine's WinHTTP then reports
+a failed read or, at times, a body that ended short). Waiting for the bytes to be taken in makes every cut fall at exactly CUT_BYTES,
 whatever this machine's socket buffers hold in flight.
 
 Prints "listening" once it listens, then a line a connection: the bytes it carried to the
