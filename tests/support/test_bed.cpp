@@ -4,14 +4,17 @@
 #include <gtest/gtest.h>
 #include <shlobj.h>
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <regex>
+#include <utility>
 
 #include "common/text.h"
 #include "common/unique_handle.h"
+#include "tests/support/ui_robot.h"
 
 constexpr wchar_t InstallKey[] = L"Software\\QuarnfellOstvale";
 
@@ -157,4 +160,45 @@ std::string Sha256Hex(const std::string& bytes) {
     std::string hex;
     for (unsigned char byte : digest) hex += "0123456789abcdef"[byte >> 4], hex += "0123456789abcdef"[byte & 15];
     return hex;
+}
+
+InstallerRun RunInstaller(const std::string& program, const std::function<void(HWND, const std::string&)>& answer) {
+    InstallerRun run;
+    STARTUPINFOA startup{.cb = sizeof startup};
+    PROCESS_INFORMATION process{};
+    std::string commandLine = "\"" + program + "\"";
+    if (!CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                        &process)) {
+        ADD_FAILURE() << "cannot start " << program;
+        return run;
+    }
+    const UniqueKernelHandle processHandle(process.hProcess), threadHandle(process.hThread);
+    std::vector<HWND> seen;
+    for (const DWORD start = GetTickCount(); WaitForSingleObject(process.hProcess, 50) == WAIT_TIMEOUT;) {
+        if (GetTickCount() - start > 60000) {
+            ADD_FAILURE() << "the installer had not ended a minute after its start; it was ended. Dialogs read: "
+                          << ::testing::PrintToString(run.dialogs);
+            TerminateProcess(process.hProcess, STILL_ACTIVE);
+            WaitForSingleObject(process.hProcess, 10000);
+            break;
+        }
+        for (HWND window : ShownWindows(process.dwProcessId)) {
+            if (std::find(seen.begin(), seen.end(), window) != seen.end()) continue;
+            seen.push_back(window);
+            if (ClassOf(window) != "#32770") continue;  // message boxes and folder dialogs
+            // Read as a player looks at it: once it has painted and reads the same twice.
+            std::string reading, previous;
+            for (int looks = 0; looks < 10 && (reading.empty() || reading != previous); ++looks) {
+                Sleep(200);
+                previous = std::exchange(reading, NameBox(window) ? "picker: " + TextOf(window) : ReadMessageBox(window));
+            }
+            run.dialogs.push_back(reading);
+            // The progress window is gone before any box: left up, it would sit frozen beside it.
+            run.dialogsStayed = run.dialogsStayed && IsWindowVisible(window) &&
+                                !IsWindowVisible(FindWindowA("QFUpdaterWnd", nullptr));
+            answer(window, reading);
+        }
+    }
+    GetExitCodeProcess(process.hProcess, &run.exitCode);
+    return run;
 }

@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <array>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -43,3 +44,16 @@ Shortcut ReadShellLink(const std::string& path);
 // own does; a name ending in '/' is a folder.
 std::string MakeZip(const std::vector<std::pair<std::string, std::string>>& entries);
 std::string Sha256Hex(const std::string& bytes);  // the platform's own SHA-256
+
+// What the player saw of a run: each dialog as it was read ("picker: <caption>" for a folder
+// picker, else the UI robot's "<caption> [<icon>] <text>"), and whether each was still up, alone, when
+// it was answered.
+struct InstallerRun {
+    DWORD exitCode = STILL_ACTIVE;
+    std::vector<std::string> dialogs;
+    bool dialogsStayed = true;
+};
+
+// Starts the program (with no arguments, as a player does) and answers each of its dialogs; a
+// run that outlives a minute is ended and fails, saying what it had shown.
+InstallerRun RunInstaller(const std::string& program, const std::function<void(HWND, const std::string&)>& answer);

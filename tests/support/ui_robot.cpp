@@ -1,12 +1,5 @@
 #include "tests/support/ui_robot.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <utility>
-
-#include "common/unique_handle.h"
-
 namespace {
 std::vector<HWND> Children(HWND parent) {
     std::vector<HWND> children;
@@ -92,44 +85,3 @@ bool TypeName(HWND dialog, const std::string& text) {
 }
 
 void CloseLikeUser(HWND window) { PostMessageA(window, WM_SYSCOMMAND, SC_CLOSE, 0); }
-
-InstallerRun RunInstaller(const std::string& program, const std::function<void(HWND, const std::string&)>& answer) {
-    InstallerRun run;
-    STARTUPINFOA startup{.cb = sizeof startup};
-    PROCESS_INFORMATION process{};
-    std::string commandLine = "\"" + program + "\"";
-    if (!CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                        &process)) {
-        ADD_FAILURE() << "cannot start " << program;
-        return run;
-    }
-    const UniqueKernelHandle processHandle(process.hProcess), threadHandle(process.hThread);
-    std::vector<HWND> seen;
-    for (const DWORD start = GetTickCount(); WaitForSingleObject(process.hProcess, 50) == WAIT_TIMEOUT;) {
-        if (GetTickCount() - start > 60000) {
-            ADD_FAILURE() << "the installer had not ended a minute after its start; it was ended. Dialogs read: "
-                          << ::testing::PrintToString(run.dialogs);
-            TerminateProcess(process.hProcess, STILL_ACTIVE);
-            WaitForSingleObject(process.hProcess, 10000);
-            break;
-        }
-        for (HWND window : ShownWindows(process.dwProcessId)) {
-            if (std::find(seen.begin(), seen.end(), window) != seen.end()) continue;
-            seen.push_back(window);
-            if (ClassOf(window) != "#32770") continue;  // message boxes and folder dialogs
-            // Read as a player looks at it: once it has painted and reads the same twice.
-            std::string reading, previous;
-            for (int looks = 0; looks < 10 && (reading.empty() || reading != previous); ++looks) {
-                Sleep(200);
-                previous = std::exchange(reading, NameBox(window) ? "picker: " + TextOf(window) : ReadMessageBox(window));
-            }
-            run.dialogs.push_back(reading);
-            // The progress window is gone before any box: left up, it would sit frozen beside it.
-            run.dialogsStayed = run.dialogsStayed && IsWindowVisible(window) &&
-                                !IsWindowVisible(FindWindowA("QFUpdaterWnd", nullptr));
-            answer(window, reading);
-        }
-    }
-    GetExitCodeProcess(process.hProcess, &run.exitCode);
-    return run;
-}
