@@ -12,6 +12,7 @@
 
 namespace {
 constexpr int BarrenRetries = 3;
+constexpr DWORD RangeNotSatisfiable = 416;
 constexpr char ArchivePath[] = "/game.zip";
 
 std::string Bytes(unsigned long long held, unsigned long long whole) {
@@ -134,7 +135,7 @@ Step RequestArchive(ResumableArchive& archive, const PipelineProgress& progress)
                 (resuming ? " (expected 200 or 206)" : " (expected 200)"));
         // Only a 416 says that the rest asked for is not there; a server that is busy or failing
         // now may have it later.
-        if (resuming && status == 416) StartOver(archive, "no such rest on the server");
+        if (resuming && status == RangeNotSatisfiable) StartOver(archive, "no such rest on the server");
         return Step::Broke;
     }
 
