@@ -75,6 +75,7 @@ Outcomes Install(const std::string& name, size_t players = 1, const std::string&
         for (int waited = 0; !Exists(log) && waited < 200; ++waited) Sleep(50);
         EXPECT_TRUE(Exists(log)) << "the installer in " << folder << " had begun no log 10 s after its start";
     }
+    // Each player's run is ended a minute after its start (RunInstaller), so each join ends too.
     for (std::thread& player : running) player.join();
     return outcomes;
 }
