@@ -5,6 +5,11 @@
 // bar and message pump after every read, digest, the system's tar.exe, the records, the desktop
 // link, one success box, the launcher. It writes the run log's lines at the same points, so
 // one watcher times the phases of both. It checks little: it exits with 1 on the first failure.
+// Built as the floor of the player's build (FLOOR_OF_PLAYERS_BUILD) it also does that build's
+// required work: the version file's signature, checked by the installer's own code against the
+// same key, the record that lets a later run go on with the archive, a connection of its own for
+// every archive request, and a request for the rest whenever a body ends short, as Wine's WinHTTP
+// ends every body at 2 GiB.
 #include <windows.h>
 #include <commctrl.h>
 #include <shlobj.h>
@@ -13,7 +18,16 @@
 #include <cstdio>
 #include <string>
 
+#include "app/version_manifest.h"
 #include "archive/sha256.h"
+#ifdef FLOOR_OF_PLAYERS_BUILD
+#include "trust/signature_cng.h"
+#include "trust/utc_clock.h"
+#include "trust/version_signature.h"
+
+extern const TrustedKey TrustedKeys[];
+extern const size_t TrustedKeyCount;
+#endif
 
 namespace {
 std::string folder;
@@ -58,9 +72,10 @@ bool StartLauncher() {
     return true;
 }
 
-// A session, connection and request of their own for each file, with the installer's
-// timeouts, redirect policy and header queries; the request once its status is 200.
-HINTERNET Get(const wchar_t* path, HINTERNET& session, HINTERNET& connection, unsigned long long& length) {
+// A session, connection and request of their own for each request, with the installer's
+// timeouts, redirect policy and header queries; the request once its status is the one expected.
+HINTERNET Get(const wchar_t* path, const std::wstring& headers, DWORD expected, HINTERNET& session,
+              HINTERNET& connection, unsigned long long& length) {
     session = WinHttpOpen(L"QuarnfellOstvaleLauncher/1.0", WINHTTP_ACCESS_TYPE_AUTOMATIC_PROXY, WINHTTP_NO_PROXY_NAME,
                           WINHTTP_NO_PROXY_BYPASS, 0);
     WinHttpSetTimeouts(session, 15000, 15000, 30000, 60000);
@@ -69,11 +84,12 @@ HINTERNET Get(const wchar_t* path, HINTERNET& session, HINTERNET& connection, un
                                            WINHTTP_DEFAULT_ACCEPT_TYPES, 0);
     DWORD policy = WINHTTP_OPTION_REDIRECT_POLICY_ALWAYS, status = 0, size = sizeof status;
     WinHttpSetOption(request, WINHTTP_OPTION_REDIRECT_POLICY, &policy, sizeof policy);
-    if (!WinHttpSendRequest(request, WINHTTP_NO_ADDITIONAL_HEADERS, 0, WINHTTP_NO_REQUEST_DATA, 0, 0, 0) ||
+    if (!WinHttpSendRequest(request, headers.empty() ? WINHTTP_NO_ADDITIONAL_HEADERS : headers.c_str(),
+                            static_cast<DWORD>(headers.size()), WINHTTP_NO_REQUEST_DATA, 0, 0, 0) ||
         !WinHttpReceiveResponse(request, nullptr) ||
         !WinHttpQueryHeaders(request, WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
                              WINHTTP_HEADER_NAME_BY_INDEX, &status, &size, WINHTTP_NO_HEADER_INDEX) ||
-        status != 200) {
+        status != expected) {
         Fail("request");
     }
     wchar_t text[32] = {};
@@ -100,7 +116,7 @@ void Pump() {
 std::string FetchVersionFile() {
     HINTERNET session, connection;
     unsigned long long length;
-    HINTERNET request = Get(L"/version.txt", session, connection, length);
+    HINTERNET request = Get(L"/version.txt", L"", 200, session, connection, length);
     std::string body;
     char buffer[4096];
     for (DWORD available = 0, read = 0; WinHttpQueryDataAvailable(request, &available) && available != 0;) {
@@ -111,12 +127,17 @@ std::string FetchVersionFile() {
     return body;
 }
 
-void Download(const std::string& path, HWND status, HWND bar) {
-    HINTERNET session, connection;
-    unsigned long long length, total = 0;
-    HINTERNET request = Get(L"/game.zip", session, connection, length);
-    Log("winhttp: Content-Length=" + std::to_string(length) + " bytes");
-    HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+void WriteText(const char* name, const std::string& text) {
+    HANDLE file = CreateFileA((folder + "\\" + name).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                              FILE_ATTRIBUTE_NORMAL, nullptr);
+    DWORD written = 0;
+    WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+    CloseHandle(file);
+}
+
+// Reads the body into the file with the progress text, bar and pump after every read.
+void ReadBody(HINTERNET request, HANDLE file, unsigned long long length, unsigned long long& total, HWND status,
+              HWND bar) {
     static char buffer[65536];
     DWORD available = 0, read = 0, written = 0;
     while (WinHttpQueryDataAvailable(request, &available) && available != 0) {
@@ -129,6 +150,45 @@ void Download(const std::string& path, HWND status, HWND bar) {
         SetWindowTextA(status, text);
         Pump();
     }
+}
+
+#ifdef FLOOR_OF_PLAYERS_BUILD
+std::wstring ETagOf(HINTERNET request) {
+    wchar_t etag[256] = {};
+    DWORD size = sizeof etag;
+    WinHttpQueryHeaders(request, WINHTTP_QUERY_ETAG, WINHTTP_HEADER_NAME_BY_INDEX, etag, &size, WINHTTP_NO_HEADER_INDEX);
+    return etag;
+}
+#endif
+
+void Download(const std::string& path, [[maybe_unused]] const std::string& digest, HWND status, HWND bar) {
+    HINTERNET session, connection;
+    unsigned long long length, total = 0;
+#ifdef FLOOR_OF_PLAYERS_BUILD
+    const std::wstring close = L"Connection: close";
+#else
+    const std::wstring close;
+#endif
+    HINTERNET request = Get(L"/game.zip", close, 200, session, connection, length);
+    Log("winhttp: Content-Length=" + std::to_string(length) + " bytes");
+    HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+#ifdef FLOOR_OF_PLAYERS_BUILD
+    const std::wstring etag = ETagOf(request);
+    std::string record = digest + "\r\n" + std::to_string(length) + "\r\n";
+    for (const wchar_t c : etag) record += static_cast<char>(c);
+    WriteText("game.zip.resume", record + "\r\n");
+#endif
+    ReadBody(request, file, length, total, status, bar);
+#ifdef FLOOR_OF_PLAYERS_BUILD
+    while (total < length) {
+        Close(request, connection, session);
+        unsigned long long rest;
+        request = Get(L"/game.zip", close + L"\r\nRange: bytes=" + std::to_wstring(total) + L"-\r\nIf-Range: " + etag,
+                      206, session, connection, rest);
+        if (total + rest != length) Fail("range");
+        ReadBody(request, file, length, total, status, bar);
+    }
+#endif
     if (total != length) Fail("download");
     // Logged before the handles are closed, as the installer does, so closing a file of a
     // gigabyte falls into the same phase for both.
@@ -158,14 +218,6 @@ bool Unpack() {
     return exitCode == 0;
 }
 
-void WriteText(const char* name, const std::string& text) {
-    HANDLE file = CreateFileA((folder + "\\" + name).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                              FILE_ATTRIBUTE_NORMAL, nullptr);
-    DWORD written = 0;
-    WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
-    CloseHandle(file);
-}
-
 void CreateLink() {
     char desktop[MAX_PATH];
     IShellLinkA* link = nullptr;
@@ -193,10 +245,16 @@ void CreateLink() {
 void Install() {
     Log("version check: GET http://127.0.0.1:8080/version.txt");
     const std::string body = FetchVersionFile();
-    const size_t end = body.find('\n');
-    const std::string version = body.substr(0, body.find_last_not_of("\r\n \t", end) + 1);
-    const std::string digest = body.substr(end + 1, body.find_last_not_of("\r\n \t") - end);
+    const VersionManifest manifest = ParseVersionManifest(body);
+    const std::string &version = manifest.version, &digest = manifest.sha256;
     Log("version check: server_version=" + version);
+#ifdef FLOOR_OF_PLAYERS_BUILD
+    if (!CheckVersionSignatures(body, manifest, TrustedKeys, TrustedKeyCount, UtcNow(), VerifyP256Signature)
+             .accepted) {
+        Fail("signature");
+    }
+    Log("version check: signature OK");
+#endif
     Log("path taken: fresh install -> download game.zip");
 
     INITCOMMONCONTROLSEX controls = {sizeof controls, ICC_PROGRESS_CLASS};
@@ -220,11 +278,14 @@ void Install() {
 
     Log("download: attempt 1 of 2");
     const std::string archive = folder + "\\game.zip";
-    Download(archive, status, bar);
+    Download(archive, digest, status, bar);
     SetWindowTextA(status, "Verifying download...");
     Pump();
     if (ComputeFileSha256(archive) != digest) Fail("digest");
     Log("sha256: OK (archive matches server hash)");
+#ifdef FLOOR_OF_PLAYERS_BUILD
+    DeleteFileA((archive + ".resume").c_str());
+#endif
     SendMessageA(bar, PBM_SETPOS, 1000, 0);
     SetWindowTextA(status, "Extracting game data...");
     Pump();

@@ -133,6 +133,18 @@ register_install_folder() {
   "$WINE" reg add 'HKCU\Software\QuarnfellOstvale' /v InstallPath /t REG_SZ /d "$install_folder" /f > /dev/null 2>&1
 }
 
+# One run of the build bin/$1 into an empty registered folder, the robot pressing OK on the box
+# it ends with, whichever it is, and writing its text to $work/box; prints "<seconds> <peak
+# working set> <exit code>".
+install_run() {
+  rm -rf "$install_unix" && mkdir -p "$install_unix"
+  register_install_folder
+  "$WINE" "$build_dir/bin/qo_robot.exe" press "" OK 900 > "$work/box" &
+  local robot=$!
+  program_figures "$build_dir/bin/$1"
+  wait "$robot"
+}
+
 # Waits (5 s at most) until the stand-in launcher in the install folder has recorded $1
 # starts: it runs on its own after the installer has ended.
 await_launcher_starts() {

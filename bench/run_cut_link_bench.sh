@@ -40,18 +40,6 @@ stop_cut_link() {
   stop_serving
 }
 
-# One run of the build bin/$1 into an empty registered folder, the robot pressing OK on the box
-# it ends with, whichever it is, and writing its text to $work/box; prints "<seconds> <peak
-# working set> <exit code>".
-install_run() {
-  rm -rf "$install_unix" && mkdir -p "$install_unix"
-  register_install_folder
-  "$WINE" "$build_dir/bin/qo_robot.exe" press "" OK 900 > "$work/box" &
-  local robot=$!
-  program_figures "$build_dir/bin/$1"
-  wait "$robot"
-}
-
 # The player's build installs; appends "$1 <seconds>" to $work/times.
 player_install() {
   local seconds code
