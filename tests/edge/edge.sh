@@ -42,7 +42,7 @@ use)
     bounded 30 "varnishadm, emptying the edge's cache," varnishadm -n "$dir/varnish" ban req.url '~' .
     ;;
 cut)
-    end "$dir/varnish.pid"
+    end "$dir/link.pid" "$dir/varnish.pid"
     # bench/cut_link.py ends with nginx, and says when it listens.
     setsid python3 "$here/../../bench/cut_link.py" 8080 8081 "$3" "$(cat "$dir/nginx.pid")" </dev/null >"$dir/link.log" 2>&1 &
     echo $! >"$dir/link.pid"

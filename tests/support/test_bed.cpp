@@ -162,7 +162,8 @@ std::string Sha256Hex(const std::string& bytes) {
     return hex;
 }
 
-InstallerRun RunInstaller(const std::string& program, const std::function<void(HWND, const std::string&)>& answer) {
+InstallerRun RunInstaller(const std::string& program, const std::function<void(HWND, const std::string&)>& answer,
+                          DWORD limitMs) {
     InstallerRun run;
     STARTUPINFOA startup{.cb = sizeof startup};
     PROCESS_INFORMATION process{};
@@ -175,8 +176,8 @@ InstallerRun RunInstaller(const std::string& program, const std::function<void(H
     const UniqueKernelHandle processHandle(process.hProcess), threadHandle(process.hThread);
     std::vector<HWND> seen;
     for (const DWORD start = GetTickCount(); WaitForSingleObject(process.hProcess, 50) == WAIT_TIMEOUT;) {
-        if (GetTickCount() - start > 60000) {
-            ADD_FAILURE() << "the installer had not ended a minute after its start; it was ended. Dialogs read: "
+        if (GetTickCount() - start > limitMs) {
+            ADD_FAILURE() << "the installer had not ended " << limitMs / 1000 << " s after its start; it was ended. Dialogs read: "
                           << ::testing::PrintToString(run.dialogs);
             TerminateProcess(process.hProcess, STILL_ACTIVE);
             WaitForSingleObject(process.hProcess, 10000);

@@ -55,5 +55,6 @@ struct InstallerRun {
 };
 
 // Starts the program (with no arguments, as a player does) and answers each of its dialogs; a
-// run that outlives a minute is ended and fails, saying what it had shown.
-InstallerRun RunInstaller(const std::string& program, const std::function<void(HWND, const std::string&)>& answer);
+// run that outlives limitMs is ended and fails, saying what it had shown.
+InstallerRun RunInstaller(const std::string& program, const std::function<void(HWND, const std::string&)>& answer,
+                          DWORD limitMs = 60000);
