@@ -165,11 +165,11 @@ void Download(const std::string& path, [[maybe_unused]] const std::string& diges
     HINTERNET session, connection;
     unsigned long long length, total = 0;
 #ifdef FLOOR_OF_PLAYERS_BUILD
-    const std::wstring close = L"Connection: close";
+    const std::wstring ownConnection = L"Connection: close";
 #else
-    const std::wstring close;
+    const std::wstring ownConnection;
 #endif
-    HINTERNET request = Get(L"/game.zip", close, 200, session, connection, length);
+    HINTERNET request = Get(L"/game.zip", ownConnection, 200, session, connection, length);
     Log("winhttp: Content-Length=" + std::to_string(length) + " bytes");
     HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
 #ifdef FLOOR_OF_PLAYERS_BUILD
@@ -183,7 +183,7 @@ void Download(const std::string& path, [[maybe_unused]] const std::string& diges
     while (total < length) {
         Close(request, connection, session);
         unsigned long long rest;
-        request = Get(L"/game.zip", close + L"\r\nRange: bytes=" + std::to_wstring(total) + L"-\r\nIf-Range: " + etag,
+        request = Get(L"/game.zip", ownConnection + L"\r\nRange: bytes=" + std::to_wstring(total) + L"-\r\nIf-Range: " + etag,
                       206, session, connection, rest);
         if (total + rest != length) Fail("range");
         ReadBody(request, file, length, total, status, bar);

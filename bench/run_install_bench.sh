@@ -9,7 +9,7 @@
 # BUILD=player holds the player's build (bin/keyed/ of the tests: the test bed's key, a version
 # file signed with it, resumed downloads) against its own floor, at sizes up to 5 GiB, where
 # Wine's WinHTTP ends every body at 2 GiB and both must ask for the rest; the 5 GiB archive is
-# zip64, its one entry over 4 GiB. The plain build then tries the largest archive once.
+# zip64, its one entry over 4 GiB. The plain build then tries the last size once.
 # Usage: bench/run_install_bench.sh [build folder]   (RUNS=n, SIZES_MIB="256 1024", BUILD=player)
 set -euo pipefail
 
