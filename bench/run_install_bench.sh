@@ -20,13 +20,13 @@ runs=${RUNS:-5}
 command -v bsdtar curl openssl nginx > /dev/null || { echo "needs bsdtar, curl, openssl and nginx" >&2; exit 2; }
 if [ "${BUILD:-plain}" = player ]; then
   installer=keyed/QuarnfellOstvale floor=player_floor_installer sizes=${SIZES_MIB:-256 1024 2048 5120}
-  build_targets "$build_dir" QuarnfellOstvale keyed_installer player_floor_installer process_figures stand_in_launcher tar_bridge qo_robot
+  build_targets "$build_dir" keyed_installer
   keys=("$build_dir"/test-keys/trusted/*.pem)
   publish_options=(--sign "${keys[0]}")
 else
   installer=QuarnfellOstvale floor=floor_installer sizes=${SIZES_MIB:-256 1024} publish_options=()
-  build_targets "$build_dir" QuarnfellOstvale floor_installer process_figures stand_in_launcher tar_bridge qo_robot
 fi
+build_targets "$build_dir" QuarnfellOstvale "$floor" process_figures stand_in_launcher tar_bridge qo_robot
 start_test_bed
 serve_release
 
